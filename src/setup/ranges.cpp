@@ -1,0 +1,40 @@
+#include "setup/ranges.h"
+
+#include <cassert>
+#include <limits>
+
+#include "setup/board.h"
+#include "setup/cards.h"
+#include "shell/command_error.h"
+
+std::array<std::vector<double>, 2> Ranges;
+
+int ParsePlayer(const std::string& word) {
+  if (word == "OOP" || word == "hero") return 0;
+  if (word == "IP" || word == "villain") return 1;
+  ThrowCommandError("incorrect player name");
+}
+
+RangeSummary StoreRange(int player, const std::vector<double>& weightsByHandOrder, int lowestRank) {
+  assert(weightsByHandOrder.size() == size_t(HandCount));
+  // The cards a shortened deck lacks, as one mask: one test per combo.
+  CardMask removed = CardsBelowRank(lowestRank);
+
+  RangeSummary summary = {std::numeric_limits<double>::infinity(),
+                          -std::numeric_limits<double>::infinity(), 0, 0};
+  std::vector<double> weights(HandCount);
+  for (int c = 0; c < HandCount; ++c) {
+    double w = weightsByHandOrder[ComboToHandOrder[c]];
+    if (w > 0.0 && w < TinyWeight) {
+      w = 0.0;
+      ++summary.roundedToZero;
+    }
+    if (ComboMask[c] & removed) w = 0.0;
+    if (w < summary.smallest) summary.smallest = w;
+    if (w > summary.largest) summary.largest = w;
+    if (w > 0.0) ++summary.nonzero;
+    weights[c] = w;
+  }
+  Ranges[player] = std::move(weights);
+  return summary;
+}

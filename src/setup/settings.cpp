@@ -1,0 +1,48 @@
+#include "setup/settings.h"
+
+#include <omp.h>
+
+std::array<double, 3> PotValues = {0.0, 0.0, 100.0};
+double AccuracyValue = 0.0;
+bool AccuracyIsFraction = false;
+double SolverAccuracy = 0.0;
+std::array<double, 3> RecalcAccuracy = {0.0, 0.0, 0.0};
+int ThreadCount = 0;
+int MeasurementPeriod = 25;
+int SimdLevel = 8;
+double PrecisionExponent = 0.0;
+bool AdaptivePrecision = true;
+bool RiverStrategyOn = true;
+bool Avx512Allowed = false;
+int SchedulerNumber = 1;
+double RakeFraction = 0.0;
+double RakeCap = 0.0;
+int CompressionLevel = -1;
+int ActualCompression = 0;
+
+int DefaultThreadCount() {
+  // Read once: later omp_set_num_threads calls would change the answer.
+  static const int count = omp_get_max_threads();
+  return count;
+}
+
+int SolverThreadCount() { return ThreadCount >= 1 ? ThreadCount : DefaultThreadCount(); }
+
+void SetPot(double first, double second, double total) {
+  PotValues = {first, second, total};
+  SetAccuracy(AccuracyValue, AccuracyIsFraction);
+}
+
+void SetAccuracy(double value, bool isFraction) {
+  AccuracyValue = value;
+  AccuracyIsFraction = isFraction;
+  SolverAccuracy = isFraction ? value * TotalPot() : value;
+}
+
+double AccuracyFraction() {
+  return AccuracyIsFraction ? AccuracyValue : AccuracyValue / TotalPot();
+}
+
+// Hook for the tree build: until it records the stack of the tree it made,
+// a present tree answers as if it were missing.
+std::optional<int64_t> BuiltTreeEffectiveStack() { return std::nullopt; }

@@ -1,0 +1,85 @@
+// The process-wide settings of a solve: pot, accuracy targets, threads,
+// reporting period, number formats and instruction-set switches.
+//
+// Each field's valid range stands beside it; the setting command checks it
+// once, and no reader checks it again. The settings are plain words written
+// by the main thread and read by the solver thread without a lock, on
+// purpose: each is one word or byte, the solver takes no copy, and a change
+// during a run is simply seen at the solver's next read. They survive
+// free_tree, build_tree and load_tree.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+// The three pot numbers of set_pot (any integers, stored as doubles). Only
+// the third, TotalPot, means anything to the solver and the replies; the
+// first two travel into the tree file.
+extern std::array<double, 3> PotValues;
+inline double TotalPot() { return PotValues[2]; }
+
+// Target accuracy as the client gave it (at least 0), and whether it is a
+// fraction of the pot rather than chips.
+extern double AccuracyValue;
+extern bool AccuracyIsFraction;
+// The target in chips that the solver loop stops at; follows the pot when
+// the client gave a fraction.
+extern double SolverAccuracy;
+
+// Target of the re-calculation of each street (flop, turn, river) in chips,
+// fixed at the pot of the moment set_recalc_accuracy ran. Any values.
+extern std::array<double, 3> RecalcAccuracy;
+
+// Solver threads; 0, the start value, stands for all hardware threads, so
+// that no code built for AVX runs in a static initialiser before main has
+// checked the processor. Readers take SolverThreadCount().
+extern int ThreadCount;
+// Iterations between two measurements of the solver; at least 1.
+extern int MeasurementPeriod;
+
+inline constexpr int MinSimdLevel = 1;
+inline constexpr int MaxSimdLevel = 8;
+// Lane forms of the terminal kernels; 1 is the plain path.
+extern int SimdLevel;
+
+inline constexpr double MinPrecisionExponent = -2.0;
+inline constexpr double MaxPrecisionExponent = 2.0;
+extern double PrecisionExponent;
+
+extern bool AdaptivePrecision;
+extern bool RiverStrategyOn;
+// Lets the 512-bit forms of a few loops run; never compared with the
+// processor here, so readers guard with CpuHasAvx512().
+extern bool Avx512Allowed;
+
+// 0 to 2. Accepted and kept; nothing consults it.
+inline constexpr int MaxSchedulerNumber = 2;
+extern int SchedulerNumber;
+
+// Fraction 0 to 1, cap from 0 up. Accepted and kept; nothing consults them.
+extern double RakeFraction;
+extern double RakeCap;
+
+// The client's compression level (-1 lets the system choose) and the level
+// in force, which the storage subsystem decides.
+extern int CompressionLevel;
+extern int ActualCompression;
+
+// All hardware threads, as the parallel runtime counted them at its first
+// call. Kept apart because the runtime's own maximum follows every
+// omp_set_num_threads.
+int DefaultThreadCount();
+// The thread count in force, at least 1.
+int SolverThreadCount();
+
+// Stores the pot and brings the chips target in line with it.
+void SetPot(double first, double second, double total);
+// Stores a target and derives the chips value from the pot in force.
+void SetAccuracy(double value, bool isFraction);
+// The current target as a fraction of the pot (value / TotalPot for chips).
+double AccuracyFraction();
+
+// The effective stack of the built tree, filled in by the tree build; empty
+// while no tree has reported one.
+std::optional<int64_t> BuiltTreeEffectiveStack();

@@ -1,0 +1,73 @@
+#include "shell/command_table.h"
+
+#include <cstring>
+
+#include "eval/eval_commands.h"
+#include "setup/setup_commands.h"
+#include "shell/shell_commands.h"
+
+// Later subsystems add their rows here. The order is the protocol's own;
+// help sorts the names, so it does not matter to clients.
+const CommandEntry CommandTable[] = {
+    {"is_ready", CmdIsReady, 1},
+    {"solver_time", CmdSolverTime, 1},
+    {"show_hand_order", CmdShowHandOrder, 1},
+    {"show_settings", CmdShowSettings, 1},
+    {"show_tree_params", CmdShowTreeParams, 1},
+    {"set_threads", CmdSetThreads, 2},
+    {"set_info_freq", CmdSetInfoFreq, 2},
+    {"ai6_set_threads", CmdSetThreads, 2},
+    {"set_recalc_accuracy", CmdSetRecalcAccuracy, 4},
+    {"skip_if_done", CmdSkipIfDone, 3},
+    {"is_tree_present", CmdIsTreePresent, 1},
+    {"load_script", CmdLoadScript, 2},
+    {"set_range", CmdSetRange, 1328},
+    {"set_board", CmdSetBoard, -1},
+    {"set_pot", CmdSetPot, 4},
+    {"stdoutredi", CmdStdoutRedi, 2},
+    {"stdoutredi_append", CmdStdoutRediAppend, 2},
+    {"stdoutback", CmdStdoutBack, 1},
+    {"wait_for_solver", CmdWaitForSolver, 1},
+    {"show_effective_stack", CmdShowEffectiveStack, 1},
+    {"set_eff_stack", CmdSetEffStack, 2},
+    {"set_rake", CmdSetRake, 3},
+    {"set_accuracy", CmdSetAccuracy, -1},
+    {"ai6_get_actual_compression", CmdGetActualCompression, 1},
+    {"get_actual_compression", CmdGetActualCompression, 1},
+    {"ai6_get_instruction_set", CmdGetInstructionSet, 1},
+    {"get_instruction_set", CmdGetInstructionSet, 1},
+    {"set_scheduler", CmdSetScheduler, 2},
+    {"enable_avx512", CmdEnableAvx512, 2},
+    {"enable_river_strategy", CmdEnableRiverStrategy, 2},
+    {"enable_ui_notifications", CmdEnableUiNotifications, 2},
+    {"sleep", CmdSleep, 2},
+    {"take_a_break", CmdTakeABreak, 2},
+    {"repeat", CmdRepeat, -1},
+    {"echo", CmdEcho, -1},
+    {"ignore_mem_check", CmdIgnoreMemCheck, 2},
+    {"show_cpu_info", CmdShowCpuInfo, 1},
+    {"reset_tree_info", CmdResetTreeInfo, 1},
+    {"add_info_line", CmdAddInfoLine, 2},
+    {"show_tree_info", CmdShowTreeInfo, 1},
+    {"set_simd_level", CmdSetSimdLevel, 2},
+    {"set_precision", CmdSetPrecision, 2},
+    {"set_must_use_hole_cards", CmdSetMustUseHoleCards, 2},
+    {"set_hand_type_order", CmdSetHandTypeOrder, 10},
+    {"set_low_card", CmdSetLowCard, 2},
+    {"eval_hand", CmdEvalHand, 2},
+    {"enable_adaptive_precision", CmdEnableAdaptivePrecision, 2},
+    {"get_value", CmdGetValue, 2},
+    {"get_all_values", CmdGetAllValues, 1},
+    {"set_value", CmdSetValue, 3},
+    {"default_value", CmdDefaultValue, 3},
+    {"verify_value", CmdVerifyValue, -1},
+    {"help", CmdHelp, 1},
+};
+
+const size_t CommandTableSize = sizeof CommandTable / sizeof CommandTable[0];
+
+const CommandEntry* FindCommand(std::string_view name) {
+  for (size_t i = 0; i < CommandTableSize; ++i)
+    if (name == CommandTable[i].name) return &CommandTable[i];
+  return nullptr;
+}

@@ -1,0 +1,102 @@
+#include "shell/execute.h"
+
+#include <cstdio>
+#include <new>
+#include <stdexcept>
+
+#include "shell/command_error.h"
+#include "shell/command_table.h"
+#include "shell/output.h"
+#include "shell/parse.h"
+#include "shell/shell_state.h"
+#include "shell/variables.h"
+
+namespace {
+
+void EchoLine(const Tokens& tokens) {
+  std::string text = JoinTokens(tokens);
+  SetTextColor(text[0] == '#' ? 5 : 3);
+  {
+    std::lock_guard<std::mutex> lock(OutputMutex);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fputc('\n', stdout);
+  }
+  SetTextColor(7);
+}
+
+void TerminateAfterError(bool resetColor) {
+  if (!TerminateOnError) return;
+  FlushReply();
+  std::fflush(stdout);
+  if (resetColor) SetTextColor(7);
+  ExitProcess(1);
+}
+
+void ReportError(std::string text) {
+  if (text.empty() || text.back() != '\n') text.push_back('\n');
+  SetTextColor(4);
+  PrintReplyText(text);
+  TerminateAfterError(true);
+}
+
+}  // namespace
+
+void ExecuteCommand(Tokens tokens) {
+  // Step 0-1: nothing to do without a token; first substitution.
+  if (tokens.empty()) return;
+  tokens = SubstituteVariables(tokens);
+
+  // Step 2: the echo comes before every test, so skipped lines and comments
+  // show in a transcript too.
+  if (EchoCommands) EchoLine(tokens);
+
+  // Step 3-5: labels end a skip; a skip swallows everything else; comments.
+  if (tokens.size() >= 2 && tokens[0] == "LABEL:") {
+    if (tokens[1] == SkipLabel) SkipLabel.clear();
+    return;
+  }
+  if (!SkipLabel.empty()) return;
+  if (tokens[0][0] == '#') return;
+
+  // Step 6: exit has no row of its own; a status with no number in it is 0.
+  if (tokens[0] == "exit") {
+    int status = 0;
+    if (tokens.size() > 1) {
+      try {
+        status = ParseInt(tokens[1]);
+      } catch (const std::invalid_argument&) {
+        status = 0;
+      }
+    }
+    ExitProcess(status);
+  }
+
+  // Step 7-8: second substitution, then the table.
+  tokens = SubstituteVariables(tokens);
+  const CommandEntry* entry = FindCommand(tokens[0]);
+  if (!entry) {
+    SetTextColor(4);
+    PrintReply("ERROR: Command %s not recognized\n", tokens[0].c_str());
+    TerminateAfterError(true);
+    return;
+  }
+
+  // Step 9-11 under the guard.
+  try {
+    if (entry->tokenCount > 0 && size_t(entry->tokenCount) != tokens.size()) ThrowBadArguments(tokens);
+    CurrentCommand = tokens[0];
+    entry->handler(tokens);
+  } catch (const std::invalid_argument&) {
+    PrintReply("ERROR: Invalid value\n");
+    TerminateAfterError(false);
+  } catch (const std::out_of_range&) {
+    PrintReply("ERROR: Invalid value\n");
+    TerminateAfterError(false);
+  } catch (const std::runtime_error& error) {
+    ReportError(error.what());
+  } catch (const std::bad_alloc&) {
+    ReportError("ERROR: " + tokens[0] + " out of memory");
+  } catch (const std::exception& error) {
+    ReportError("ERROR: " + tokens[0] + " " + error.what());
+  }
+}

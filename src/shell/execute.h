@@ -1,0 +1,11 @@
+// ExecuteCommand: one command line from tokens to reply.
+//
+// The one place where failures of handlers are caught: an error line goes
+// into the reply and the shell goes on, unless --terminateonerror asks to
+// end the process. Variables are substituted twice, so a variable whose
+// value is itself "$name" resolves one level further, and no more.
+#pragma once
+
+#include "shell/tokenize.h"
+
+void ExecuteCommand(Tokens tokens);

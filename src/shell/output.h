@@ -1,0 +1,48 @@
+// The two ways to the standard output.
+//
+// Replies of commands collect in the reply buffer and go out whole when the
+// command is over (FlushReply); messages of the solver thread go out at once
+// (PrintNow). Both write under OutputMutex, so a solver message can fall
+// between two replies but never inside one. Nothing else writes to the
+// standard output once start-up is over, except the echo of a command.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "shell/tokenize.h"
+
+extern std::mutex OutputMutex;
+
+// Lets reply text that begins with "#" through until the next flush.
+extern bool ShowHashLines;
+// "#" progress lines of the solver and of long passes.
+extern bool UiNotifications;
+// Free text of the client that travels with a tree.
+extern std::vector<std::string> TreeInfoLines;
+
+// Appends formatted text to the reply buffer; text whose format begins with
+// "#" is dropped unless ShowHashLines is set.
+void PrintReply(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// The same for text from outside (echo, error lines): it goes in literally.
+void PrintReplyText(std::string_view text);
+// Writes the non-empty lines of the reply buffer, each with a line feed.
+void FlushReply();
+// Formats straight to the standard output and flushes it.
+void PrintNow(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// "<command> ok!" unless SuppressOk.
+void ReplyOk(const Tokens& tokens);
+
+// Console colours, as ANSI sequences, only under --color and only while the
+// output goes to the stream the process started with: they do not travel
+// into a redirected file. 2 banner, 3 echo, 4 error, 5 comment, 7 normal.
+void SetTextColor(int attribute);
+
+// Redirection of the standard output. Each returns false if the file cannot
+// be opened; the output then stays where it was.
+void SaveStartupOutput();
+bool RedirectOutput(const std::string& path, bool append);
+bool RestoreStartupOutput();

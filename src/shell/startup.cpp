@@ -1,0 +1,168 @@
+#include "shell/startup.h"
+
+#include <omp.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include <tclap/CmdLine.h>
+
+#include "eval/hand_tables.h"
+#include "setup/cards.h"
+#include "shell/command_error.h"
+#include "shell/execute.h"
+#include "shell/output.h"
+#include "shell/script.h"
+#include "shell/shell_state.h"
+#include "shell/variables.h"
+
+namespace {
+
+struct CommandLine {
+  bool verbose = false, echo = false, color = false, terminate = false, suppressOk = false, compact = false;
+  bool server = false, exitAfterClient = false;
+  int port = 5251;
+  std::vector<std::string> commands, variables;
+  std::string script;
+};
+
+CommandLine ParseCommandLine(int argc, char** argv) {
+  CommandLine result;
+  try {
+    TCLAP::CmdLine cmd("", ' ', BuildText);
+    cmd.setExceptionHandling(false);
+    TCLAP::SwitchArg server("s", "server", "run as a server", cmd, false);
+    TCLAP::ValueArg<int> port("p", "port", "server port (default 5251)", false, 5251, "port", cmd);
+    TCLAP::SwitchArg exitArg("e", "exit", "exit after client disconnects", cmd, false);
+    TCLAP::SwitchArg verbose("v", "verbose", "show debug information", cmd, false);
+    TCLAP::SwitchArg echo("o", "echo", "echo commands", cmd, false);
+    TCLAP::SwitchArg color("r", "color", "color text", cmd, false);
+    TCLAP::SwitchArg terminate("t", "terminateonerror", "terminate process on error", cmd, false);
+    TCLAP::SwitchArg suppressOk("k", "suppressok", "suppress ok-messages", cmd, false);
+    TCLAP::SwitchArg compact("m", "compactmsg", "show only single line solver messages", cmd, false);
+    TCLAP::MultiArg<std::string> commands("c", "cmd", "execute command", false, "command", cmd);
+    TCLAP::MultiArg<std::string> variables("a", "var",
+                                           "set value of a variable (set_value/get_value/$name in script)", false,
+                                           "name=value", cmd);
+    TCLAP::UnlabeledValueArg<std::string> script("filename", "script to load", false, "", "script.txt", cmd);
+    cmd.parse(argc, argv);
+    result.server = server.getValue();
+    result.port = port.getValue();
+    result.exitAfterClient = exitArg.getValue();
+    result.verbose = verbose.getValue();
+    result.echo = echo.getValue();
+    result.color = color.getValue();
+    result.terminate = terminate.getValue();
+    result.suppressOk = suppressOk.getValue();
+    result.compact = compact.getValue();
+    result.commands = commands.getValue();
+    result.variables = variables.getValue();
+    result.script = script.getValue();
+  } catch (const TCLAP::ArgException& error) {
+    std::fprintf(stderr, "error: %s for arg %s\n", error.error().c_str(), error.argId().c_str());
+    ExitProcess(1);
+  } catch (const TCLAP::ExitException& done) {
+    ExitProcess(done.getExitStatus());
+  }
+  return result;
+}
+
+// Starts the OpenMP team now, so that the first solve does not pay for it.
+void StartThreadTeam() {
+  double zero = 0.0, sum = 0.0;
+#pragma omp parallel for reduction(+ : sum)
+  for (int i = 0; i < 1000; ++i) sum += zero * i;
+  (void)sum;
+}
+
+void MainLoop() {
+  std::ios::sync_with_stdio(false);
+  std::string line;
+  // A last line without a line end is not run: getline meets the end of
+  // the input while reading it.
+  while (std::getline(std::cin, line) && !std::cin.eof()) {
+    DropCarriageReturn(line);
+    Tokens tokens = Tokenize(line);
+    if (tokens.empty()) continue;
+    ExecuteCommand(std::move(tokens));
+    FlushReply();
+    std::fflush(stdout);
+    SetTextColor(7);
+  }
+}
+
+}  // namespace
+
+void RunShell(int argc, char** argv) {
+  // Step 2: the processor was checked by main.
+  Variables.Set("build", BuildText);
+  Variables.Set("build_date", BuildDate);
+  Variables.Set("build_time", BuildTime);
+
+  // Steps 3-5.
+  CommandLine options = ParseCommandLine(argc, argv);
+  Verbosity = options.verbose ? 1 : 0;
+  EchoCommands = options.echo;
+  ColorText = options.color;
+  TerminateOnError = options.terminate;
+  SuppressOk = options.suppressOk;
+  CompactMessages = options.compact;
+
+  // Steps 6-9.
+  InitHandTables();
+  // One step above normal, for the thread that reads the client's commands;
+  // without the privilege the thread keeps its priority.
+  setpriority(PRIO_PROCESS, pid_t(syscall(SYS_gettid)), -1);
+  StartThreadTeam();
+  StartTicks = ClockTicks();
+  SaveStartupOutput();
+
+  // Step 10: banner.
+  SetTextColor(2);
+  std::printf("Kestrune (Ombrelane) build %s (%s, %s) \n", BuildText, BuildDate, BuildTime);
+  std::fflush(stdout);
+  SetTextColor(7);
+  if (Verbosity > 0) std::printf("[verbosity %d]\n", Verbosity);
+
+  // Step 11-12.
+  BuildHandTables();
+  for (const std::string& text : options.variables) {
+    if (!SetVariableFromOption(text)) {
+      SetTextColor(4);
+      PrintReplyText("ERROR:  invalid variable\n");
+      FlushReply();
+      std::fflush(stdout);
+      SetTextColor(7);
+      ExitProcess(1);
+    }
+  }
+
+  // Step 13: the replies of all --cmd values go out together.
+  if (!options.commands.empty()) {
+    for (const std::string& command : options.commands) ExecuteCommand(Tokenize(command));
+    FlushReply();
+    std::fflush(stdout);
+  }
+
+  // Step 14.
+  if (!options.script.empty()) {
+    if (!IsExistingFile(options.script)) {
+      std::printf("ERROR: can't find file '%s'\n", options.script.c_str());
+      ExitProcess(1);
+    }
+    ExecuteCommand(Tokenize("load_script \"" + options.script + "\""));
+    FlushReply();
+    std::fflush(stdout);
+  }
+
+  // Step 15. The link of server mode comes with the TCP link; until then a
+  // server would have nothing to serve, and reads the standard input.
+  MainLoop();
+  FlushReply();
+  ExitProcess(0);
+}

@@ -1,0 +1,132 @@
+#include "setup/cards.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <string>
+
+#include "shell/command_error.h"
+
+namespace {
+
+class HandTables : public ::testing::Test {
+ protected:
+  // Twice on purpose: the start-up builds the tables once, tests may again.
+  static void SetUpTestSuite() {
+    BuildHandTables();
+    BuildHandTables();
+  }
+};
+
+TEST_F(HandTables, OrdersAreInversePermutations) {
+  std::array<bool, HandCount> seen{};
+  for (int p = 0; p < HandCount; ++p) {
+    int c = HandOrderToCombo[p];
+    ASSERT_LT(c, HandCount);
+    EXPECT_FALSE(seen[c]) << "combo " << c << " twice";
+    seen[c] = true;
+    EXPECT_EQ(ComboToHandOrder[c], p);
+    EXPECT_EQ(HandOrderMask[p], ComboMask[c]);
+    EXPECT_EQ(std::popcount(ComboMask[c]), 2);
+  }
+}
+
+TEST_F(HandTables, SampleIndices) {
+  struct Sample {
+    const char* text;
+    int combo;
+    int handOrder;
+  };
+  // ComboIndex = hi * (hi - 1) / 2 + lo with Card = rank + 13 * suit;
+  // HandOrderIndex = a * (a - 1) / 2 + b with a = 4 * rank + suit.
+  const Sample samples[] = {
+      {"2d2c", 78, 0},      // cards 13, 0; a = 1, b = 0
+      {"AsAh", 1313, 1325}, // cards 51, 38; a = 51, b = 50
+      {"3c2c", 0, 6},       // cards 1, 0; a = 4, b = 0
+      {"4c3c", 2, 32},      // cards 2, 1; a = 8, b = 4
+      {"AsKs", 1325, 1322}, // cards 51, 50; a = 51, b = 47
+  };
+  for (const Sample& s : samples) {
+    CardMask mask = ParseCards(s.text);
+    int combo = int(std::find(ComboMask.begin(), ComboMask.end(), mask) - ComboMask.begin());
+    EXPECT_EQ(combo, s.combo) << s.text;
+    EXPECT_EQ(ComboToHandOrder[combo], s.handOrder) << s.text;
+  }
+}
+
+TEST_F(HandTables, HandOrderText) {
+  EXPECT_EQ(HandOrderText.size(), 6629u);
+  EXPECT_EQ(HandOrderText.substr(0, 54), "2d2c 2h2c 2h2d 2s2c 2s2d 2s2h 3c2c 3c2d 3c2h 3c2s 3d2c");
+  EXPECT_EQ(HandOrderText.substr(6629 - 19), "AsKs AsAc AsAd AsAh");
+}
+
+TEST_F(HandTables, HandClassCells) {
+  size_t total = 0;
+  for (int row = 0; row < 13; ++row)
+    for (int col = 0; col < 13; ++col) {
+      const auto& cell = HandClassCombos[row * 13 + col];
+      size_t expected = row == col ? 6 : row < col ? 4 : 12;
+      EXPECT_EQ(cell.size(), expected) << "cell " << row << "," << col;
+      total += cell.size();
+      for (size_t i = 1; i < cell.size(); ++i)
+        EXPECT_LT(ComboToHandOrder[cell[i - 1]], ComboToHandOrder[cell[i]]);
+      for (uint16_t c : cell) {
+        Card lo = std::countr_zero(ComboMask[c]);
+        Card hi = 63 - std::countl_zero(ComboMask[c]);
+        bool suited = SuitOf(lo) == SuitOf(hi);
+        int low = std::min(RankOf(lo), RankOf(hi)), high = std::max(RankOf(lo), RankOf(hi));
+        EXPECT_EQ(row, suited ? low : high);
+        EXPECT_EQ(col, suited ? high : low);
+      }
+    }
+  EXPECT_EQ(total, size_t(HandCount));
+  // The suited ace-king cell: row king (11), column ace (12).
+  const auto& aks = HandClassCombos[11 * 13 + 12];
+  EXPECT_NE(std::find(aks.begin(), aks.end(), 1325), aks.end());
+}
+
+TEST(Cards, CardNumbers) {
+  const std::pair<const char*, Card> cards[] = {{"2c", 0},  {"Ac", 12}, {"2d", 13}, {"2h", 26},
+                                                {"Jh", 35}, {"Qs", 49}, {"As", 51}};
+  for (auto [text, card] : cards) {
+    EXPECT_EQ(ParseCards(text), CardBit(card)) << text;
+    EXPECT_EQ(CardText(card), text);
+  }
+  for (Card card = 0; card < 52; ++card) EXPECT_EQ(ParseCards(CardText(card)), CardBit(card));
+}
+
+TEST(Cards, ParseCardsAcceptsCaseAndBlanksAfterCards) {
+  EXPECT_EQ(ParseCards("Qs"), CardBit(49));
+  EXPECT_EQ(ParseCards("qS"), CardBit(49));
+  EXPECT_EQ(ParseCards(""), 0u);
+  CardMask flop = CardBit(49) | CardBit(35) | CardBit(26);
+  EXPECT_EQ(ParseCards("Qs Jh 2h"), flop);
+  EXPECT_EQ(ParseCards("QsJh2h"), flop);
+  EXPECT_EQ(ParseCards("Qs  Jh  "), CardBit(49) | CardBit(35));
+  // 255 characters is the longest card text.
+  EXPECT_EQ(ParseCards("Qs" + std::string(253, ' ')), CardBit(49));
+}
+
+TEST(Cards, ParseCardsRejects) {
+  const std::string rejected[] = {"QsQs", "Qs Qs", "Q", "1c", "Qx", " Qs", "Qs J", "s", "Qs,Jh",
+                                  "Qs" + std::string(254, ' ')};
+  for (const std::string& text : rejected) {
+    try {
+      ParseCards(text);
+      ADD_FAILURE() << "accepted '" << text << "'";
+    } catch (const CommandError& error) {
+      EXPECT_STREQ(error.what(), "ERROR: invalid card\n") << text;
+    }
+  }
+}
+
+TEST(Cards, FormatCardsIsSuitMajor) {
+  EXPECT_EQ(FormatCards(ParseCards("Qs Jh 2h")), "2h Jh Qs");
+  EXPECT_EQ(FormatCards(ParseCards("As 2c Kd")), "2c Kd As");
+  EXPECT_EQ(FormatCards(0), "");
+  CardMask all = (CardMask(1) << 52) - 1;
+  EXPECT_EQ(ParseCards(FormatCards(all)), all);
+}
+
+}  // namespace

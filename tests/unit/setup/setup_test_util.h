@@ -1,0 +1,35 @@
+// Runs a set-up handler the way ExecuteCommand would and returns its reply.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "shell/output.h"
+#include "shell/shell_state.h"
+#include "shell/tokenize.h"
+
+// CommandError and std::invalid_argument pass through to the test; on
+// success the reply buffer is flushed into the returned text.
+template <typename Handler>
+std::string RunHandler(Handler handler, const Tokens& tokens) {
+  CurrentCommand = tokens[0];
+  handler(tokens);
+  testing::internal::CaptureStdout();
+  FlushReply();
+  return testing::internal::GetCapturedStdout();
+}
+
+// Sets a global for the scope of one test and puts the old value back.
+template <typename T>
+class ScopedValue {
+ public:
+  ScopedValue(T& target, T value) : target_(target), saved_(target) { target_ = value; }
+  ~ScopedValue() { target_ = saved_; }
+  ScopedValue(const ScopedValue&) = delete;
+  ScopedValue& operator=(const ScopedValue&) = delete;
+
+ private:
+  T& target_;
+  T saved_;
+};
