@@ -19,8 +19,21 @@ bool IsExistingFile(const std::string& path) {
   return stat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
 }
 
+namespace {
+// Lines written on Windows end with a carriage return; it is no part of the
+// command.
 void DropCarriageReturn(std::string& line) {
   if (!line.empty() && line.back() == '\r') line.pop_back();
+}
+}  // namespace
+
+void RunInputLine(std::string line) {
+  DropCarriageReturn(line);
+  Tokens tokens = Tokenize(line);
+  if (tokens.empty()) return;
+  ExecuteCommand(std::move(tokens));
+  FlushReply();
+  std::fflush(stdout);
 }
 
 void RunScript(const std::string& path) {
@@ -37,12 +50,5 @@ void RunScript(const std::string& path) {
   } depthGuard;
   std::string line;
   // getline also yields a last line without a line end, which runs too.
-  while (std::getline(file, line)) {
-    DropCarriageReturn(line);
-    Tokens tokens = Tokenize(line);
-    if (tokens.empty()) continue;
-    ExecuteCommand(std::move(tokens));
-    FlushReply();
-    std::fflush(stdout);
-  }
+  while (std::getline(file, line)) RunInputLine(line);
 }

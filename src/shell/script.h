@@ -16,5 +16,6 @@ void RunScript(const std::string& path);
 // True if the path names an existing file that is not a directory.
 bool IsExistingFile(const std::string& path);
 
-// Drops the carriage return that a line written on Windows ends with.
-void DropCarriageReturn(std::string& line);
+// Runs one line of input as a command, if it holds a token, and writes its
+// reply: the step shared by scripts and the standard input.
+void RunInputLine(std::string line);

@@ -86,12 +86,7 @@ void MainLoop() {
   // A last line without a line end is not run: getline meets the end of
   // the input while reading it.
   while (std::getline(std::cin, line) && !std::cin.eof()) {
-    DropCarriageReturn(line);
-    Tokens tokens = Tokenize(line);
-    if (tokens.empty()) continue;
-    ExecuteCommand(std::move(tokens));
-    FlushReply();
-    std::fflush(stdout);
+    RunInputLine(line);
     SetTextColor(7);
   }
 }
