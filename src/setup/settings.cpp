@@ -2,6 +2,9 @@
 
 #include <omp.h>
 
+#include "solver/solver_context.h"
+#include "solver/solver_control.h"
+
 std::array<double, 3> PotValues = {0.0, 0.0, 100.0};
 double AccuracyValue = 0.0;
 bool AccuracyIsFraction = false;
@@ -43,6 +46,8 @@ double AccuracyFraction() {
   return AccuracyIsFraction ? AccuracyValue : AccuracyValue / TotalPot();
 }
 
-// Hook for the tree build: until it records the stack of the tree it made,
-// a present tree answers as if it were missing.
-std::optional<int64_t> BuiltTreeEffectiveStack() { return std::nullopt; }
+// The stack the build worked out from the lines of the tree it made.
+std::optional<int64_t> BuiltTreeEffectiveStack() {
+  if (!GlobalContext) return std::nullopt;
+  return GlobalContext->effectiveStack;
+}

@@ -5,6 +5,7 @@
 #include "eval/eval_commands.h"
 #include "setup/setup_commands.h"
 #include "shell/shell_commands.h"
+#include "tree/tree_commands.h"
 
 // Later subsystems add their rows here. The order is the protocol's own;
 // help sorts the names, so it does not matter to clients.
@@ -18,20 +19,38 @@ const CommandEntry CommandTable[] = {
     {"set_info_freq", CmdSetInfoFreq, 2},
     {"ai6_set_threads", CmdSetThreads, 2},
     {"set_recalc_accuracy", CmdSetRecalcAccuracy, 4},
+    {"set_isomorphism", CmdSetIsomorphism, 3},
     {"skip_if_done", CmdSkipIfDone, 3},
     {"is_tree_present", CmdIsTreePresent, 1},
     {"load_script", CmdLoadScript, 2},
     {"set_range", CmdSetRange, 1328},
     {"set_board", CmdSetBoard, -1},
     {"set_pot", CmdSetPot, 4},
+    {"clear_lines", CmdClearLines, 1},
+    {"free_schematic_tree", CmdClearLines, 1},
+    {"add_line", CmdAddLine, -1},
+    {"remove_line", CmdRemoveLine, -1},
+    {"force_line", CmdForceLine, -1},
+    {"cut_line", CmdCutLine, 2},
+    {"build_tree", CmdBuildTree, 1},
+    {"free_tree", CmdFreeTree, 1},
+    {"show_node", CmdShowNode, 2},
+    {"show_children", CmdShowChildren, 2},
+    {"show_all_lines", CmdShowAllLines, 1},
     {"stdoutredi", CmdStdoutRedi, 2},
     {"stdoutredi_append", CmdStdoutRediAppend, 2},
     {"stdoutback", CmdStdoutBack, 1},
     {"wait_for_solver", CmdWaitForSolver, 1},
+    {"show_memory", CmdShowMemory, 1},
+    {"estimate_schematic_tree", CmdEstimateSchematicTree, 1},
+    {"node_count", CmdNodeCount, 1},
     {"show_effective_stack", CmdShowEffectiveStack, 1},
     {"set_eff_stack", CmdSetEffStack, 2},
     {"set_rake", CmdSetRake, 3},
+    {"set_ev_boost", CmdSetEvBoost, 3},
     {"set_accuracy", CmdSetAccuracy, -1},
+    {"ai6_set_compression", CmdSetCompression, 2},
+    {"set_compression", CmdSetCompression, 2},
     {"ai6_get_actual_compression", CmdGetActualCompression, 1},
     {"get_actual_compression", CmdGetActualCompression, 1},
     {"ai6_get_instruction_set", CmdGetInstructionSet, 1},

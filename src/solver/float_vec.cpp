@@ -1,0 +1,46 @@
+#include "solver/float_vec.h"
+
+#include <tbb/scalable_allocator.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "shell/command_error.h"
+
+FloatVec& FloatVec::operator=(FloatVec&& other) noexcept {
+  if (this != &other) {
+    ReleaseVector(*this);
+    data = other.data;
+    count = other.count;
+    pooled = other.pooled;
+    other.data = nullptr;
+    other.pooled = 0;
+  }
+  return *this;
+}
+
+FloatVec::~FloatVec() { ReleaseVector(*this); }
+
+void ResizeVector(FloatVec& vector, int32_t count, bool usePool) {
+  (void)usePool;  // thread block pools arrive with the parallel solver
+  if (vector.data && vector.count == count) return;
+  ReleaseVector(vector);
+  vector.count = count;
+  size_t bytes = size_t(count > 0 ? count : 1) * sizeof(float);
+  vector.data = static_cast<float*>(scalable_aligned_malloc(bytes, 16));
+  if (!vector.data) {
+    std::printf("out of memory\n");
+    ExitProcess(1);
+  }
+}
+
+void ReleaseVector(FloatVec& vector) {
+  if (vector.data) scalable_aligned_free(vector.data);
+  vector.data = nullptr;
+  vector.pooled = 0;
+}
+
+void ZeroVector(FloatVec& vector, int32_t count) {
+  ResizeVector(vector, count);
+  std::memset(vector.data, 0, size_t(count) * sizeof(float));
+}

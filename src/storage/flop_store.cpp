@@ -1,0 +1,55 @@
+#include "storage/flop_store.h"
+
+#include <cstring>
+
+#include "storage/kernels/float_regret_update.h"
+#include "storage/store_rows.h"
+
+FlopStore::FlopStore(int actions, int hands) : actions(actions), hands(hands) {
+  rows.reserve(size_t(actions));
+  for (int a = 0; a < actions; ++a) rows.emplace_back(hands);
+}
+
+// ZeroVector takes 16-byte aligned memory from the scalable allocator and
+// ends the process with "out of memory" if it can't.
+bool FlopStore::Allocate() {
+  for (FloatVec& row : rows) ZeroVector(row, hands);
+  return true;
+}
+
+void FlopStore::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {
+  if (!IsAllocated()) {
+    FillDefaultRows(out, actions, hands, defaultRow);
+    return;
+  }
+  const float* rowData[64];
+  std::vector<const float*> many;
+  const float** source = rowData;
+  if (actions > 64) {
+    many.resize(size_t(actions));
+    source = many.data();
+  }
+  for (int a = 0; a < actions; ++a) source[a] = rows[size_t(a)].data;
+  MatchFloatRows(source, out, actions, hands, defaultRow);
+}
+
+void FlopStore::SetRow(int group, int sub, int action, const float* row) {
+  if (!IsAllocated()) return;
+  std::memcpy(rows[size_t(action)].data, row, size_t(hands) * sizeof(float));
+}
+
+void FlopStore::UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
+                              const TieGroups* tieGroups, double weight) {
+  if (!IsAllocated()) return;
+  for (int a = 0; a < actions; ++a)
+    FloatRegretUpdate(rows[size_t(a)].data, values[a].data, baseline.data, lock.handMask.get(), hands);
+}
+
+void FlopStore::AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) {
+  if (!(weight > 0.0) || !IsAllocated()) return;
+  const float w = float(weight);
+  for (int a = 0; a < actions; ++a) {
+    if (!values[a].data) continue;
+    FloatAccumulate(rows[size_t(a)].data, values[a].data, w, lock.handMask.get(), hands);
+  }
+}

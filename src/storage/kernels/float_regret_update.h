@@ -1,0 +1,14 @@
+// Row updates of float stores: the regret step and the strategy sum.
+//
+// The regret step adds sign(d) * |d|^0.75 with d = value - baseline and
+// floors the result at zero: the compressed power damps single large
+// differences, and regrets never go negative, so regret matching needs no
+// clipping. A null value or baseline stands for zeros; hands whose mask
+// byte is non-zero are left alone.
+#pragma once
+
+#include <cstdint>
+
+void FloatRegretUpdate(float* row, const float* value, const float* baseline, const uint8_t* mask, int hands);
+// row += weight * value on unmasked hands.
+void FloatAccumulate(float* row, const float* value, float weight, const uint8_t* mask, int hands);

@@ -1,0 +1,66 @@
+// Lane blocks: the shape every row kernel of the stores is written in.
+//
+// The library is built at -O2, where GCC vectorises a loop only if the
+// vector code replaces the scalar loop entirely, so a loop over `hands`
+// stays scalar. ForLanes therefore runs the step on fixed blocks of eight
+// hands, which GCC turns into vector code, and then on the remaining hands
+// one at a time: the tail is the whole kernel in scalar form, so a kernel
+// computes the same numbers whatever the hand count.
+//
+// Two more obstacles and how the kernels meet them:
+// - The build keeps -ftrapping-math, so GCC won't if-convert a float
+//   operation that only one arm of a ?: needs, and it sinks operations into
+//   such arms by itself. A plain ?: works where both arms are computed
+//   anyway (typically min/max and a fallback constant); where it doesn't,
+//   Select blends on the bit patterns, which leaves no branch to sink into.
+// - sqrtf may set errno, which makes it a call the vectoriser won't touch.
+//   Kernels that need roots gather a block's inputs in an array and take
+//   SqrtLanes; the scalar tail uses std::sqrt. Both are correctly rounded,
+//   so block and tail agree bit for bit.
+#pragma once
+
+#include <immintrin.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
+namespace lanes {
+
+inline constexpr int Width = 8;
+// Below this a sum of regrets counts as zero: the smallest normal float.
+inline constexpr float MinNormal = 1.1754944e-38f;
+
+template <class Step>
+inline __attribute__((always_inline)) void ForLanes(int count, Step step) {
+  int i = 0;
+  for (; i + Width <= count; i += Width)
+    for (int k = 0; k < Width; ++k) step(i + k);
+  for (; i < count; ++i) step(i);
+}
+
+// a where c holds, else b; branch-free on the bit patterns.
+inline float Select(bool c, float a, float b) {
+  uint32_t m = 0u - uint32_t(c);
+  return std::bit_cast<float>((std::bit_cast<uint32_t>(a) & m) | (std::bit_cast<uint32_t>(b) & ~m));
+}
+
+inline void SqrtLanes(float (&x)[Width]) { _mm256_storeu_ps(x, _mm256_sqrt_ps(_mm256_loadu_ps(x))); }
+
+// factor * x^0.75 of a non-negative x, computed as
+// (factor * sqrt(x)) * sqrt(sqrt(x)): the lane form below gives the same bits.
+inline float Pow075(float x, float factor = 1.0f) {
+  float s = std::sqrt(x);
+  return factor * s * std::sqrt(s);
+}
+
+// Pow075 of eight inputs in place.
+inline void Pow075Lanes(float (&x)[Width], float factor = 1.0f) {
+  SqrtLanes(x);
+  float q[Width];
+  for (int k = 0; k < Width; ++k) q[k] = x[k];
+  SqrtLanes(q);
+  for (int k = 0; k < Width; ++k) x[k] = factor * x[k] * q[k];
+}
+
+}  // namespace lanes

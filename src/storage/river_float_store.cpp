@@ -1,0 +1,57 @@
+#include "storage/river_float_store.h"
+
+#include <cstring>
+#include <vector>
+
+#include "storage/kernels/float_regret_update.h"
+#include "storage/store_rows.h"
+
+void RiverFloatStore::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {
+  const int32_t hands = HandCount(group, sub);
+  if (!buffer) {
+    FillDefaultRows(out, Actions(), hands, defaultRow);
+    return;
+  }
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const float* rowData[64];
+  std::vector<const float*> many;
+  const float** rows = rowData;
+  if (Actions() > 64) {
+    many.resize(size_t(Actions()));
+    rows = many.data();
+  }
+  for (int a = 0; a < Actions(); ++a) rows[a] = Row<float>(entry, a);
+  MatchFloatRows(rows, out, Actions(), hands, defaultRow);
+}
+
+void RiverFloatStore::SetRow(int group, int sub, int action, const float* row) {
+  if (!buffer) return;
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  std::memcpy(Row<float>(entry, action), row, size_t(HandCount(group, sub)) * sizeof(float));
+}
+
+void RiverFloatStore::UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
+                                    const TieGroups* tieGroups, double weight) {
+  if (!buffer) return;
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const int32_t hands = HandCount(group, sub);
+  const uint8_t* mask = locks[size_t(entry)].handMask.get();
+  for (int a = 0; a < Actions(); ++a)
+    FloatRegretUpdate(Row<float>(entry, a), values[a].data, baseline.data, mask, hands);
+}
+
+void RiverFloatStore::AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) {
+  if (!(weight > 0.0) || !buffer) return;
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const int32_t hands = HandCount(group, sub);
+  const uint8_t* mask = locks[size_t(entry)].handMask.get();
+  const float w = float(weight);
+  for (int a = 0; a < Actions(); ++a) {
+    if (!values[a].data) continue;
+    FloatAccumulate(Row<float>(entry, a), values[a].data, w, mask, hands);
+  }
+}

@@ -1,0 +1,102 @@
+#include "storage/river_shift_sum_store.h"
+
+#include <tbb/scalable_allocator.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "storage/kernels/sum_accumulate.h"
+#include "storage/kernels/u16_regret_matching.h"
+#include "storage/store_rows.h"
+
+namespace {
+size_t GroupBytes(const RiverLayout::Span& span) { return (size_t(span.elements) * 2 + 127) & ~size_t(127); }
+}  // namespace
+
+RiverShiftSumStore::RiverShiftSumStore(const RiverLayout* layout)
+    : RiverStore(layout),
+      groupBuffers(size_t(layout->groupCount), nullptr),
+      rowShift(size_t(layout->entryCount) * size_t(layout->actions), 0),
+      touched(size_t(layout->groupCount), 0) {}
+
+RiverShiftSumStore::~RiverShiftSumStore() {
+  if (block) scalable_aligned_free(block);
+}
+
+bool RiverShiftSumStore::Allocate() {
+  std::fill(touched.begin(), touched.end(), uint8_t(0));
+  std::fill(rowShift.begin(), rowShift.end(), uint8_t(0));
+  if (block) return true;
+  size_t total = 0;
+  for (const RiverLayout::Span& span : layout->groupSpans) total += GroupBytes(span);
+  block = scalable_aligned_malloc(total > 0 ? total : 1, 128);
+  if (!block) return false;
+  size_t at = 0;
+  for (size_t g = 0; g < groupBuffers.size(); ++g) {
+    groupBuffers[g] = reinterpret_cast<uint16_t*>(static_cast<uint8_t*>(block) + at);
+    at += GroupBytes(layout->groupSpans[g]);
+  }
+  return true;
+}
+
+void RiverShiftSumStore::TouchGroup(int group) {
+  if (!block || touched[size_t(group)]) return;
+  std::memset(groupBuffers[size_t(group)], 0, GroupBytes(layout->groupSpans[size_t(group)]));
+  touched[size_t(group)] = 1;
+}
+
+uint16_t* RiverShiftSumStore::Row(int group, int32_t entry, int action) const {
+  const RiverLayout::Entry& e = layout->entries[size_t(entry)];
+  return groupBuffers[size_t(group)] + (e.offset - layout->groupSpans[size_t(group)].offset) +
+         int64_t(action) * RiverLayout::Stride(e.hands);
+}
+
+void RiverShiftSumStore::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {
+  const int32_t hands = HandCount(group, sub);
+  const int actions = Actions();
+  if (!block) {
+    FillDefaultRows(out, actions, hands, defaultRow);
+    return;
+  }
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  std::vector<const uint16_t*> rows(static_cast<size_t>(actions));
+  std::vector<float> factors(static_cast<size_t>(actions));
+  std::vector<float*> outRows(static_cast<size_t>(actions));
+  for (int a = 0; a < actions; ++a) {
+    ResizeVector(out[a], hands);
+    rows[size_t(a)] = Row(group, entry, a);
+    factors[size_t(a)] = std::ldexp(1.0f, rowShift[size_t(entry) * size_t(actions) + size_t(a)]);
+    outRows[size_t(a)] = out[a].data;
+  }
+  U16MatchN(rows.data(), factors.data(), outRows.data(), actions, hands, defaultRow);
+}
+
+void RiverShiftSumStore::SetRow(int group, int sub, int action, const float* row) {
+  if (!block) return;
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  uint16_t* target = Row(group, entry, action);
+  const int32_t hands = HandCount(group, sub);
+  for (int i = 0; i < hands; ++i) {
+    float x = std::trunc(row[i]);
+    target[i] = x >= 65535.0f ? 65535 : x > 0.0f ? uint16_t(x) : 0;
+  }
+  rowShift[size_t(entry) * size_t(Actions()) + size_t(action)] = 0;
+}
+
+void RiverShiftSumStore::AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) {
+  if (!(weight > 0.0) || !block) return;
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const int32_t hands = HandCount(group, sub);
+  const double w = weight * double(weightScale);
+  for (int a = 0; a < Actions(); ++a) {
+    if (!values[a].data) continue;
+    uint8_t& shift = rowShift[size_t(entry) * size_t(Actions()) + size_t(a)];
+    const float w2 = float(std::ldexp(w, -int(shift)));
+    const int added = ShiftSumAccumulate(Row(group, entry, a), values[a].data, w2, hands, limit);
+    shift = uint8_t(std::min(int(shift) + added, 255));
+  }
+}

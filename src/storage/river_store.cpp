@@ -1,0 +1,45 @@
+#include "storage/river_store.h"
+
+#include <tbb/scalable_allocator.h>
+
+#include <algorithm>
+#include <cstring>
+
+RiverStore::RiverStore(const RiverLayout* layout) : layout(layout), locks(size_t(layout->entryCount)) {}
+
+int32_t RiverStore::HandCount(int group, int sub) const {
+  return layout->entries[size_t(layout->EntryIndex(group, sub))].hands;
+}
+
+int64_t RiverStore::EntryCount(int group) const {
+  if (group < 0) return layout->elements;
+  const RiverLayout::Group& g = layout->groups[size_t(group)];
+  int64_t hands = 0;
+  for (int32_t e = g.firstEntry; e < g.firstEntry + g.entryCount; ++e) hands += layout->entries[size_t(e)].hands;
+  return hands * layout->actions;
+}
+
+LockRecord* RiverStore::GetLockRecord(int group, int sub) { return &locks[size_t(layout->EntryIndex(group, sub))]; }
+
+RiverRowStore::RiverRowStore(const RiverLayout* layout) : RiverStore(layout), touched(size_t(layout->groupCount)) {}
+
+RiverRowStore::~RiverRowStore() {
+  if (buffer) scalable_aligned_free(buffer);
+}
+
+bool RiverRowStore::Allocate() {
+  std::fill(touched.begin(), touched.end(), uint8_t(0));
+  if (buffer) return true;
+  size_t bytes = size_t(layout->paddedElements) * size_t(ElementBytes());
+  buffer = scalable_aligned_malloc(bytes > 0 ? bytes : 1, 128);
+  return buffer != nullptr;
+}
+
+void RiverRowStore::TouchGroup(int group) {
+  if (!buffer || touched[size_t(group)]) return;
+  const RiverLayout::Span& span = layout->groupSpans[size_t(group)];
+  // The span starts where the group's first entry does.
+  std::memset(static_cast<uint8_t*>(buffer) + size_t(span.offset) * size_t(ElementBytes()), 0,
+              size_t(span.elements) * size_t(ElementBytes()));
+  touched[size_t(group)] = 1;
+}

@@ -1,0 +1,66 @@
+// RiverStore and RiverRowStore: what the river classes share.
+//
+// A river node's numbers span every dealt turn (group) and river (sub), so
+// the stores don't own their geometry: a RiverLayout, one per action count
+// and shared by every river node with that count, says where each entry's
+// rows lie. Each entry has its own LockRecord.
+//
+// RiverRowStore keeps all rows in one buffer, 128-byte aligned, taken at
+// Allocate but cleared group by group on first touch: a dealt turn the
+// solver never reaches costs no page faults. `touched` is one byte per
+// group rather than one bit: the solver's threads work on different turns
+// at once, and flags packed into one word would lose each other's writes.
+#pragma once
+
+#include <vector>
+
+#include "storage/strategy_store.h"
+
+class RiverStore : public StrategyStore {
+ public:
+  explicit RiverStore(const RiverLayout* layout);
+
+  int32_t HandCount(int group, int sub) const override;
+  bool GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub,
+                             const float* defaultRow) override {
+    return false;
+  }
+  bool UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups* tieGroups,
+                   double weight, const float* defaultRow) override {
+    return false;
+  }
+  int64_t EntryCount(int group) const override;
+  LockRecord* GetLockRecord(int group, int sub) override;
+
+  const RiverLayout* layout;
+  std::vector<LockRecord> locks;  // one per entry
+
+ protected:
+  int32_t Actions() const { return layout->actions; }
+};
+
+class RiverRowStore : public RiverStore {
+ public:
+  explicit RiverRowStore(const RiverLayout* layout);
+  ~RiverRowStore() override;
+  RiverRowStore(const RiverRowStore&) = delete;
+  RiverRowStore& operator=(const RiverRowStore&) = delete;
+
+  // Takes paddedElements * ElementBytes bytes; false if the heap refuses.
+  // The groups read as zeros afterwards, also on a second call.
+  bool Allocate() override;
+  // Clears the group's span on its first use after Allocate. Every
+  // operation that reads or writes rows of the group starts with it.
+  void TouchGroup(int group);
+  virtual int32_t ElementBytes() const = 0;
+
+  void* buffer = nullptr;
+  std::vector<uint8_t> touched;  // per group
+
+ protected:
+  template <class T>
+  T* Row(int32_t entry, int action) const {
+    const RiverLayout::Entry& e = layout->entries[size_t(entry)];
+    return static_cast<T*>(buffer) + e.offset + int64_t(action) * RiverLayout::Stride(e.hands);
+  }
+};

@@ -1,0 +1,173 @@
+#include "storage/river_sum_store.h"
+
+#include <tbb/scalable_allocator.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "shell/command_error.h"
+#include "storage/kernels/sum_accumulate.h"
+#include "storage/kernels/u16_regret_matching.h"
+#include "storage/store_rows.h"
+
+namespace {
+constexpr uint32_t WideMax = 0xFFFFFF;
+size_t NarrowBytes(const RiverLayout::Span& span) { return size_t(span.elements) * 2; }
+size_t WideBytes(const RiverLayout::Span& span) { return size_t(span.elements) * 3 + 11; }
+
+uint32_t Clamp(double x, uint32_t top) {
+  if (!(x > 0.0)) return 0;  // NaN too
+  return x >= double(top) ? top : uint32_t(x);
+}
+}  // namespace
+
+RiverSumStore::RiverSumStore(const RiverLayout* layout)
+    : RiverStore(layout),
+      groupBuffers(size_t(layout->groupCount), nullptr),
+      groupWide(size_t(layout->groupCount), 0),
+      entryWeight(size_t(layout->entryCount), 0.0f) {}
+
+RiverSumStore::~RiverSumStore() { Release(); }
+
+void RiverSumStore::Release() {
+  for (uint8_t*& buffer : groupBuffers) {
+    if (buffer) scalable_aligned_free(buffer);
+    buffer = nullptr;
+  }
+}
+
+bool RiverSumStore::Allocate() {
+  Release();
+  std::fill(groupWide.begin(), groupWide.end(), uint8_t(0));
+  std::fill(entryWeight.begin(), entryWeight.end(), 0.0f);
+  for (size_t g = 0; g < groupBuffers.size(); ++g) {
+    size_t bytes = NarrowBytes(layout->groupSpans[g]);
+    groupBuffers[g] = static_cast<uint8_t*>(scalable_aligned_malloc(bytes > 0 ? bytes : 1, 16));
+    if (!groupBuffers[g]) {
+      Release();
+      return false;
+    }
+    std::memset(groupBuffers[g], 0, bytes);
+  }
+  return true;
+}
+
+int64_t RiverSumStore::RowStart(int group, int32_t entry, int action) const {
+  const RiverLayout::Entry& e = layout->entries[size_t(entry)];
+  return int64_t(e.offset - layout->groupSpans[size_t(group)].offset) +
+         int64_t(action) * RiverLayout::Stride(e.hands);
+}
+
+uint32_t RiverSumStore::Element(int group, int64_t index) const {
+  const uint8_t* buffer = groupBuffers[size_t(group)];
+  if (!groupWide[size_t(group)]) {
+    uint16_t x;
+    std::memcpy(&x, buffer + 2 * index, 2);
+    return x;
+  }
+  const uint8_t* p = buffer + 3 * index;
+  return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16;
+}
+
+void RiverSumStore::SetElement(int group, int64_t index, uint32_t value) {
+  uint8_t* buffer = groupBuffers[size_t(group)];
+  if (!groupWide[size_t(group)]) {
+    uint16_t x = uint16_t(std::min<uint32_t>(value, 65535));
+    std::memcpy(buffer + 2 * index, &x, 2);
+    return;
+  }
+  value = std::min(value, WideMax);
+  uint8_t* p = buffer + 3 * index;
+  p[0] = uint8_t(value);
+  p[1] = uint8_t(value >> 8);
+  p[2] = uint8_t(value >> 16);
+}
+
+void RiverSumStore::WidenGroup(int group) {
+  if (groupWide[size_t(group)] || !groupBuffers[size_t(group)]) return;
+  const RiverLayout::Span& span = layout->groupSpans[size_t(group)];
+  uint8_t* wide = static_cast<uint8_t*>(scalable_aligned_malloc(WideBytes(span), 16));
+  if (!wide) {
+    std::printf("out of memory\n");
+    ExitProcess(1);
+  }
+  std::memset(wide, 0, WideBytes(span));
+  uint8_t* narrow = groupBuffers[size_t(group)];
+  for (int64_t k = 0; k < span.elements; ++k) {
+    uint16_t x;
+    std::memcpy(&x, narrow + 2 * k, 2);
+    wide[3 * k] = uint8_t(x);
+    wide[3 * k + 1] = uint8_t(x >> 8);
+  }
+  scalable_aligned_free(narrow);
+  groupBuffers[size_t(group)] = wide;
+  groupWide[size_t(group)] = 1;
+}
+
+void RiverSumStore::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {
+  const int32_t hands = HandCount(group, sub);
+  const int actions = Actions();
+  if (!groupBuffers[size_t(group)]) {
+    FillDefaultRows(out, actions, hands, defaultRow);
+    return;
+  }
+  const int32_t entry = layout->EntryIndex(group, sub);
+  std::vector<float> fallback(static_cast<size_t>(actions), defaultRow ? 1.0f / float(actions) : 0.0f);
+  std::vector<float*> outRows(static_cast<size_t>(actions));
+  for (int a = 0; a < actions; ++a) {
+    ResizeVector(out[a], hands);
+    outRows[size_t(a)] = out[a].data;
+  }
+  if (!groupWide[size_t(group)]) {
+    std::vector<const uint16_t*> rows(static_cast<size_t>(actions));
+    for (int a = 0; a < actions; ++a)
+      rows[size_t(a)] = reinterpret_cast<const uint16_t*>(groupBuffers[size_t(group)]) + RowStart(group, entry, a);
+    U16MatchN(rows.data(), nullptr, outRows.data(), actions, hands, fallback.data());
+    return;
+  }
+  // Wide groups: the totals of 24-bit elements, exact in double.
+  for (int i = 0; i < hands; ++i) {
+    double sum = 0.0;
+    for (int a = 0; a < actions; ++a) sum += Element(group, RowStart(group, entry, a) + i);
+    for (int a = 0; a < actions; ++a)
+      outRows[size_t(a)][i] =
+          sum > 0.0 ? float(double(Element(group, RowStart(group, entry, a) + i)) / sum) : fallback[size_t(a)];
+  }
+}
+
+void RiverSumStore::SetRow(int group, int sub, int action, const float* row) {
+  if (!groupBuffers[size_t(group)]) return;
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const int64_t start = RowStart(group, entry, action);
+  const uint32_t top = groupWide[size_t(group)] ? WideMax : 65535;
+  const int32_t hands = HandCount(group, sub);
+  for (int i = 0; i < hands; ++i) SetElement(group, start + i, Clamp(std::trunc(10000.0f * row[i]), top));
+}
+
+void RiverSumStore::AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) {
+  if (!(weight > 0.0) || !groupBuffers[size_t(group)]) return;
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const float w = float(weight);
+  if (!groupWide[size_t(group)] && entryWeight[size_t(entry)] >= 0.0f) {
+    entryWeight[size_t(entry)] += w;
+    if (entryWeight[size_t(entry)] > 65535.0f) WidenGroup(group);
+  }
+  const int32_t hands = HandCount(group, sub);
+  const uint8_t* mask = locks[size_t(entry)].handMask.get();
+  for (int a = 0; a < Actions(); ++a) {
+    if (!values[a].data) continue;
+    const int64_t start = RowStart(group, entry, a);
+    if (!groupWide[size_t(group)]) {
+      U16SumAccumulate(reinterpret_cast<uint16_t*>(groupBuffers[size_t(group)]) + start, values[a].data, w, mask,
+                       hands);
+      continue;
+    }
+    for (int i = 0; i < hands; ++i) {
+      if (mask && mask[i]) continue;
+      const float t = std::trunc(0.5f + w * values[a].data[i] + float(Element(group, start + i)));
+      SetElement(group, start + i, Clamp(t, WideMax));
+    }
+  }
+}

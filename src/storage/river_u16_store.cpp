@@ -1,0 +1,170 @@
+#include "storage/river_u16_store.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "setup/settings.h"
+#include "storage/kernels/u16_regret_matching.h"
+#include "storage/kernels/u16_regret_update.h"
+#include "storage/store_rows.h"
+
+RiverU16Store::RiverU16Store(const RiverLayout* layout)
+    : RiverRowStore(layout), entryScale(size_t(layout->entryCount), 1.0f) {}
+
+bool RiverU16Store::Allocate() {
+  std::fill(entryScale.begin(), entryScale.end(), 1.0f);
+  return RiverRowStore::Allocate();
+}
+
+void RiverU16Store::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {
+  const int32_t hands = HandCount(group, sub);
+  const int actions = Actions();
+  if (!buffer) {
+    FillDefaultRows(out, actions, hands, defaultRow);
+    return;
+  }
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  for (int a = 0; a < actions; ++a) ResizeVector(out[a], hands);
+  if (actions == 2) {
+    U16Match2(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), out[0].data, out[1].data, hands, defaultRow);
+  } else if (actions == 3) {
+    U16Match3(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), Row<uint16_t>(entry, 2), out[0].data,
+              out[1].data, out[2].data, hands, defaultRow);
+  } else {
+    std::vector<const uint16_t*> rows(static_cast<size_t>(actions));
+    std::vector<float*> outRows(static_cast<size_t>(actions));
+    for (int a = 0; a < actions; ++a) {
+      rows[size_t(a)] = Row<uint16_t>(entry, a);
+      outRows[size_t(a)] = out[a].data;
+    }
+    U16MatchN(rows.data(), nullptr, outRows.data(), actions, hands, defaultRow);
+  }
+}
+
+bool RiverU16Store::GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub,
+                                          const float* defaultRow) {
+  const int actions = Actions();
+  if (!buffer || (actions != 2 && actions != 3)) return false;
+  TouchGroup(group);
+  const int32_t hands = HandCount(group, sub);
+  if (!reach.data) {
+    for (int a = 0; a < actions; ++a) {
+      ReleaseVector(out[a]);
+      out[a].count = hands;
+    }
+    return true;
+  }
+  const int32_t entry = layout->EntryIndex(group, sub);
+  for (int a = 0; a < actions; ++a) ResizeVector(out[a], hands);
+  if (actions == 2)
+    U16TimesReach2(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), reach.data, out[0].data, out[1].data, hands,
+                   defaultRow);
+  else
+    U16TimesReach3(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), Row<uint16_t>(entry, 2), reach.data,
+                   out[0].data, out[1].data, out[2].data, hands, defaultRow);
+  for (int a = 0; a < actions; ++a) ReleaseIfZero(out[a]);
+  return true;
+}
+
+void RiverU16Store::SetRow(int group, int sub, int action, const float* row) {
+  if (!buffer) return;
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  uint16_t* target = Row<uint16_t>(entry, action);
+  const int32_t hands = HandCount(group, sub);
+  for (int i = 0; i < hands; ++i) {
+    float x = std::trunc(row[i]);
+    target[i] = x >= 65535.0f ? 65535 : x > 0.0f ? uint16_t(x) : 0;  // NaN gives 0
+  }
+}
+
+// The weight narrowed to float after the entry's scale is applied.
+float RiverU16Store::StepWeight(int32_t entry, double weight) const {
+  return float(AdaptivePrecision ? weight * double(entryScale[size_t(entry)]) : weight);
+}
+
+void RiverU16Store::AverageRows(int32_t entry, const TieGroups* tieGroups) {
+  if (!tieGroups) return;
+  const int32_t hands = layout->entries[size_t(entry)].hands;
+  for (int a = 0; a < Actions(); ++a)
+    AverageTies(Row<uint16_t>(entry, a), hands, tieGroups->data(), tieGroups->size());
+}
+
+void RiverU16Store::UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
+                                  const TieGroups* tieGroups, double weight) {
+  if (!buffer) return;
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const int32_t hands = HandCount(group, sub);
+  const U16Step step = U16Step::ForWeight(StepWeight(entry, weight));
+  const uint8_t* mask = locks[size_t(entry)].handMask.get();
+  for (int a = 0; a < Actions(); ++a)
+    U16RegretUpdate(Row<uint16_t>(entry, a), values[a].data, baseline.data, mask, hands, step);
+  AverageRows(entry, tieGroups);
+  RescaleCheck(group, sub);
+}
+
+bool RiverU16Store::UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values,
+                                const TieGroups* tieGroups, double weight, const float* defaultRow) {
+  const int actions = Actions();
+  if (!buffer || (actions != 2 && actions != 3)) return false;
+  const int32_t entry = layout->EntryIndex(group, sub);
+  if (locks[size_t(entry)].handMask) return false;
+  int present = 0;
+  for (int a = 0; a < actions; ++a) present += values[a].data != nullptr;
+  if (present != 0 && present != actions) return false;
+
+  TouchGroup(group);
+  const int32_t hands = HandCount(group, sub);
+  if (present == 0) {
+    // No child ran: the node's value is zero and so is every difference.
+    ReleaseVector(out);
+    out.count = hands;
+    RescaleCheck(group, sub);
+    return true;
+  }
+  const U16Step step = U16Step::ForWeight(StepWeight(entry, weight));
+  ResizeVector(out, hands);
+  if (actions == 2)
+    U16Fused2(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), values[0].data, values[1].data, out.data, hands,
+              step, defaultRow);
+  else
+    U16Fused3(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), Row<uint16_t>(entry, 2), values[0].data,
+              values[1].data, values[2].data, out.data, hands, step, defaultRow);
+  AverageRows(entry, tieGroups);
+  RescaleCheck(group, sub);
+  return true;
+}
+
+void RiverU16Store::Rescale(int group, int sub, float factor) {
+  if (!buffer) return;
+  TouchGroup(group);
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const int32_t hands = HandCount(group, sub);
+  for (int a = 0; a < Actions(); ++a) U16Scale(Row<uint16_t>(entry, a), hands, factor);
+  entryScale[size_t(entry)] *= factor;
+}
+
+uint16_t RiverU16Store::MaxElement(int group, int sub) const {
+  if (!buffer || !touched[size_t(group)]) return 0;
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const int32_t hands = HandCount(group, sub);
+  uint16_t m = 0;
+  for (int a = 0; a < Actions(); ++a) m = std::max(m, U16Max(Row<uint16_t>(entry, a), hands));
+  return m;
+}
+
+void RiverU16Store::RescaleCheck(int group, int sub) {
+  if (!AdaptivePrecision || StoreIteration % 10 != 0) return;
+  const uint16_t m = MaxElement(group, sub);
+  if (m == 0) return;
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const double target = std::exp2(PrecisionExponent) * 1024.0;
+  if (target > m && entryScale[size_t(entry)] <= 32.0f) {
+    // The smallest power of two that lifts m to the target, at most 8 a step.
+    const double factor = std::min(std::exp2(std::ceil(std::log2(target / m))), 8.0);
+    Rescale(group, sub, float(factor));
+  }
+  if (m > 60000) Rescale(group, sub, 0.5f);
+}

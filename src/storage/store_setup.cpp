@@ -1,0 +1,224 @@
+#include "storage/store_setup.h"
+
+#include <bit>
+#include <cfloat>
+#include <cmath>
+#include <cstdio>
+#include <stdexcept>
+
+#include "setup/settings.h"
+#include "shell/command_error.h"
+#include "shell/output.h"
+#include "shell/parse.h"
+#include "shell/shell_state.h"
+#include "solver/solver_context.h"
+#include "solver/solver_control.h"
+#include "storage/flop_store.h"
+#include "storage/physical_memory.h"
+#include "storage/river_float_store.h"
+#include "storage/river_shift_sum_store.h"
+#include "storage/river_sum_store.h"
+#include "storage/river_u16_store.h"
+#include "storage/turn_store.h"
+
+namespace {
+
+constexpr const char* LevelWords[] = {"auto", "none", "low", "medium", "high", "max", "fast"};
+constexpr StoreLevelPair LevelPairs[] = {{0, 0}, {0, 1}, {1, 1}, {1, 2}, {2, 2}, {0, 3}};
+
+// Rows: one, two, three suits on the flop. Columns: levels 0 to 5.
+constexpr double RatioTable[3][6] = {
+    {1.0, 0.54, 0.41, 0.35, 0.25, 0.68},
+    {1.0, 0.53, 0.39, 0.33, 0.25, 0.68},
+    {1.0, 0.51, 0.36, 0.32, 0.24, 0.68},
+};
+
+// Trees of a format below 10 were written before the shift-sum store.
+constexpr int ShiftSumFormatVersion = 10;
+constexpr int RiverFloatTurnFormatVersion = 5;
+
+int LevelOfPair(int a, int b) {
+  for (int level = 0; level <= MaxCompressionLevel; ++level)
+    if (LevelPairs[level].regret == a && LevelPairs[level].sum == b) return level;
+  return -1;
+}
+
+bool NeedsCompressedRiver(int a, int b) { return a == 1 || a == 2 || b == 1 || b == 2; }
+
+[[noreturn]] void ThrowNoCompressedRiver(int level) {
+  char detail[200];
+  std::snprintf(detail, sizeof detail,
+                "compression level %d (%s) needs the compressed river store, which this build lacks; use "
+                "'set_compression fast' or 'none'",
+                level, CompressionWord(level));
+  ThrowCommandError(detail);
+}
+
+bool KeepsSecondStore(const SolverContext& context) { return context.averaging != 0; }
+
+std::unique_ptr<StrategyStore> MakeFirstRiverStore(const SolverContext& context, const RiverLayout* layout) {
+  const int rootStreet = context.rootStreet;
+  if (rootStreet == 3 || (rootStreet == 2 && context.formatVersion >= RiverFloatTurnFormatVersion))
+    return std::make_unique<RiverFloatStore>(layout);
+  if (context.storeLevels[0] != 0) ThrowNoCompressedRiver(LevelOfPair(context.storeLevels[0], context.storeLevels[1]));
+  return std::make_unique<RiverU16Store>(layout);
+}
+
+std::unique_ptr<StrategyStore> MakeSecondRiverStore(const SolverContext& context, const RiverLayout* layout) {
+  const int b = context.storeLevels[1];
+  if (b == 0) return std::make_unique<RiverFloatStore>(layout);
+  if (b == 1 || b == 2) ThrowNoCompressedRiver(LevelOfPair(context.storeLevels[0], b));
+  if (context.rootStreet != 1) return std::make_unique<RiverFloatStore>(layout);
+  if (context.formatVersion < ShiftSumFormatVersion) return std::make_unique<RiverSumStore>(layout);
+  return std::make_unique<RiverShiftSumStore>(layout);
+}
+
+}  // namespace
+
+const char* CompressionWord(int level) {
+  if (level < MinCompressionLevel || level > MaxCompressionLevel) return "?";
+  return LevelWords[level + 1];
+}
+
+int ParseCompressionLevel(const std::string& token) {
+  for (int level = MinCompressionLevel; level <= MaxCompressionLevel; ++level)
+    if (token == CompressionWord(level)) return level;
+  const int number = ParseInt(token);
+  if (number < MinCompressionLevel) return MinCompressionLevel;
+  if (number > MaxCompressionLevel) return MaxCompressionLevel;
+  return number;
+}
+
+StoreLevelPair LevelPair(int level) {
+  if (level < 0 || level > MaxCompressionLevel) return LevelPairs[0];
+  return LevelPairs[level];
+}
+
+double CompressionRatio(int flopSuits, int level) {
+  if (level < 0 || level > MaxCompressionLevel) return 1.0;
+  const int row = flopSuits < 1 ? 0 : flopSuits > 3 ? 2 : flopSuits - 1;
+  return RatioTable[row][level];
+}
+
+int ResolveAutoLevel(int64_t bytes, int64_t budget, int flopSuits) {
+  // A spot that fits uncompressed gets "fast", not "none": its strategy sums
+  // take a third less and cost no time to decode.
+  if (bytes < budget) return FastCompression;
+  for (int level = 1; level <= 3; ++level)
+    if (double(budget) > double(bytes) * CompressionRatio(flopSuits, level)) return level;
+  return 4;
+}
+
+void CheckLevelStorable(int rootStreet, int level) {
+  const StoreLevelPair pair = LevelPair(level);
+  if (rootStreet == 1 && NeedsCompressedRiver(pair.regret, pair.sum)) ThrowNoCompressedRiver(level);
+}
+
+void BuildStores(SolverContext& context, TreeNode& node) {
+  node.store0.reset();
+  node.store1.reset();
+  node.storesSettled = 0;
+  const int actions = node.ActionCount();
+  const bool second = KeepsSecondStore(context);
+  const BoardTree& boards = *context.boardTree;
+  switch (node.street) {
+    case 1:
+      node.store0 = std::make_unique<FlopStore>(actions, int(boards.hands.size()));
+      if (second) node.store1 = std::make_unique<FlopStore>(actions, int(boards.hands.size()));
+      break;
+    case 2:
+      node.store0 = std::make_unique<TurnStore>(actions, boards.turnHandCounts);
+      if (second) node.store1 = std::make_unique<TurnStore>(actions, boards.turnHandCounts);
+      break;
+    default: {
+      const RiverLayout* layout = context.shapes[size_t(actions)].get();
+      node.store0 = MakeFirstRiverStore(context, layout);
+      if (second && RiverStrategyOn) node.store1 = MakeSecondRiverStore(context, layout);
+      break;
+    }
+  }
+  context.elementCounts[node.street] += node.store0->EntryCount(-1);
+}
+
+void SetUpStores(SolverContext& context, int a, int b) {
+  // Refused before anything changes, so the tree keeps the stores it has.
+  if (context.rootStreet == 1 && NeedsCompressedRiver(a, b)) ThrowNoCompressedRiver(LevelOfPair(a, b));
+
+  // 1. Solver limits that go with the levels.
+  context.iterationCap = b == 3 ? 2200 : 9000;
+  if (context.rootStreet == 3) {
+    context.strategyWeightExponent = 4.0;
+    context.strategyWeightCap = DBL_MAX;
+  } else {
+    context.strategyWeightExponent = 1.5;
+    context.strategyWeightCap = 262143.0;
+  }
+  context.tieAveragingLimit = a == 2 ? 30 : 0;
+
+  // 2. Only flop trees compress; later roots keep float rivers.
+  context.storeLevels[0] = context.rootStreet == 1 ? a : 0;
+  context.storeLevels[1] = context.rootStreet == 1 ? b : 0;
+
+  // 3. A tree whose every end pays 0 has no scale to set; it takes that of
+  // a payoff of one chip rather than an infinite one.
+  const double payoff = context.maxPayoff > 0.0 ? context.maxPayoff : 1.0;
+  context.regretScale = std::exp2(PrecisionExponent) * 125.0 / payoff;
+
+  // 4. The stores. What the old ones held is gone, and with it the run.
+  for (int64_t& count : context.elementCounts) count = 0;
+  for (TreeNode& node : context.nodes) {
+    if (node.IsEnd()) continue;
+    if (context.forgottenStreet >= 0 && node.street >= context.forgottenStreet) continue;
+    BuildStores(context, node);
+  }
+  context.storesReady = 0;
+  context.iteration = 0;
+  context.resultsIteration = -1;
+
+  // 5. Byte estimates: 2 bytes of regret per element, and 4 of strategy sum
+  // where the tree keeps one.
+  const int64_t bytesPerElement = KeepsSecondStore(context) ? 6 : 2;
+  for (int street = 0; street < 4; ++street) context.storeBytes[street] = context.elementCounts[street] * bytesPerElement;
+}
+
+void ApplyCompression(SolverContext& context) {
+  if (SolverIsRunning()) ThrowCommandError("Can't do that when solver is running");
+  int level = CompressionLevel;
+  const StoreLevelPair previous{context.storeLevels[0], context.storeLevels[1]};
+  bool counted = false;
+  if (level == AutoCompression) {
+    SetUpStores(context, 0, 0);  // only to count
+    counted = true;
+    const int64_t bytes = UncompressedStoreBytes(context);
+    if (Verbosity > 0) PrintReply("[uncompressed storage %lld MB]\n", (long long)(bytes / 1024 / 1024));
+    const PhysicalMemory memory = ReadPhysicalMemory();
+    const int64_t budget = int64_t(0.9 * double(memory.available));
+    level = ResolveAutoLevel(bytes, budget, FlopSuitCount(context));
+  }
+  try {
+    CheckLevelStorable(context.rootStreet, level);
+  } catch (const CommandError&) {
+    // The count replaced the stores; put back those of the levels in force.
+    if (counted && (previous.regret != 0 || previous.sum != 0)) SetUpStores(context, previous.regret, previous.sum);
+    throw;
+  }
+  const StoreLevelPair pair = LevelPair(level);
+  ActualCompression = level;
+  SetUpStores(context, pair.regret, pair.sum);
+}
+
+int64_t UncompressedStoreBytes(const SolverContext& context) {
+  return context.storeBytes[1] + context.storeBytes[2] + context.storeBytes[3];
+}
+
+int64_t EstimatedTreeMegabytes(const SolverContext& context, int actualLevel) {
+  const double ratio = CompressionRatio(FlopSuitCount(context), actualLevel);
+  return int64_t(double(UncompressedStoreBytes(context)) * ratio / 1024.0 / 1024.0);
+}
+
+int FlopSuitCount(const SolverContext& context) {
+  const CardMask flop = context.boardTree ? context.boardTree->board : 0;
+  int suits = 0;
+  for (int suit = 0; suit < 4; ++suit) suits += (flop >> (13 * suit) & 0x1FFF) != 0;
+  return suits;
+}

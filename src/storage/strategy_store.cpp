@@ -1,0 +1,3 @@
+#include "storage/strategy_store.h"
+
+int32_t StoreIteration = 0;

@@ -1,0 +1,19 @@
+#include "storage/turn_store.h"
+
+TurnStore::TurnStore(int actions, const std::vector<int32_t>& handCounts) {
+  children.reserve(handCounts.size());
+  for (int32_t hands : handCounts) children.emplace_back(actions, hands);
+}
+
+bool TurnStore::Allocate() {
+  for (FlopStore& child : children)
+    if (!child.Allocate()) return false;
+  return true;
+}
+
+int64_t TurnStore::EntryCount(int group) const {
+  if (group >= 0) return children[size_t(group)].EntryCount(0);
+  int64_t total = 0;
+  for (const FlopStore& child : children) total += child.EntryCount(0);
+  return total;
+}

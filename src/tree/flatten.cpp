@@ -1,0 +1,48 @@
+#include "tree/flatten.h"
+
+#include <algorithm>
+
+namespace {
+
+// An explicit stack: a line tree can be deep, and the walk must not depend
+// on the thread's stack size.
+struct PendingNode {
+  SchematicNode* node;
+  double key;
+  int32_t parent;
+};
+
+}  // namespace
+
+std::vector<FlatLine> FlattenTrie(SchematicNode& root, int rootStreet, double halfPot) {
+  std::vector<FlatLine> lines;
+  std::vector<PendingNode> stack{{&root, 0.0, -1}};
+  while (!stack.empty()) {
+    PendingNode pending = stack.back();
+    stack.pop_back();
+    SchematicNode& node = *pending.node;
+    node.index = int32_t(lines.size());
+
+    FlatLine line;
+    line.parent = pending.parent;
+    if (!node.IsEnd()) {
+      line.kind = 0;
+      line.player = node.player;
+      line.street = rootStreet + node.street;
+    } else {
+      line.kind = pending.key >= 0.0 ? 1 : 2;
+      line.value = halfPot + node.amount;
+    }
+    lines.push_back(line);
+
+    // Pushed in reverse so that the first child in map order is visited
+    // first.
+    for (auto child = node.children.rbegin(); child != node.children.rend(); ++child)
+      stack.push_back({child->second.get(), child->first, node.index});
+  }
+  return lines;
+}
+
+bool HasLineBeyondRiver(const std::vector<FlatLine>& lines) {
+  return std::any_of(lines.begin(), lines.end(), [](const FlatLine& line) { return line.kind == 0 && line.street > 3; });
+}

@@ -1,0 +1,32 @@
+// Flattening the trie of lines into the list the node builder reads.
+//
+// The walk is depth first, a node before its children, children in map
+// order, so a node's index in the list is its index in the TreeNode list
+// and child i is action i. The index is written back into the trie because
+// node paths walk the trie and must find the built node. Streets here are
+// absolute (root street + streets closed), which is what the "invalid line"
+// check needs: a line may run past the river only on the board it was
+// written for, and the trie does not know the board.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "tree/schematic_tree.h"
+
+struct FlatLine {
+  int32_t kind = 0;     // 0 action node, 1 showdown end, 2 fold end
+  int32_t parent = -1;  // -1 at the root
+  int32_t player = -1;  // end nodes: -1
+  int32_t street = -1;  // root street + the node's street offset; end nodes: -1
+  double value = 0.0;   // end nodes: pot * 0.5 + amount; action nodes 0.0
+};
+
+// Walks the trie from `root`, writes each node's index into it and returns
+// the list. `halfPot` is half the start pot.
+std::vector<FlatLine> FlattenTrie(SchematicNode& root, int rootStreet, double halfPot);
+
+// True if an action node lies beyond the river: a line that runs past the
+// last street of this board.
+bool HasLineBeyondRiver(const std::vector<FlatLine>& lines);
+

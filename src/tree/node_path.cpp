@@ -1,0 +1,135 @@
+#include "tree/node_path.h"
+
+#include <bit>
+#include <cstdio>
+#include <iterator>
+#include <vector>
+
+#include "eval/rule_settings.h"
+#include "setup/board.h"
+#include "setup/cards.h"
+#include "shell/command_error.h"
+#include "shell/parse.h"
+#include "solver/solver_context.h"
+#include "solver/solver_control.h"
+
+namespace {
+
+[[noreturn]] void ThrowIncorrectPath() { ThrowCommandError("incorrect path"); }
+
+int SingleCard(CardMask mask) { return mask ? std::countr_zero(mask) : -1; }
+
+std::vector<std::string> SplitAtColons(const std::string& text) {
+  std::vector<std::string> parts;
+  size_t start = 0;
+  for (;;) {
+    size_t colon = text.find(':', start);
+    parts.push_back(text.substr(start, colon - start));
+    if (colon == std::string::npos) return parts;
+    start = colon + 1;
+  }
+}
+
+// A dealt card of a path: one card of the deck in force that is on no
+// street of the board yet. Cards of the built turn and river are refused
+// too, and a river equal to the path's turn: no board with a card twice can
+// be looked up later.
+int ReadDealtCard(const std::string& token, const NodePath& path) {
+  if (token.size() != 2) ThrowIncorrectPath();
+  CardMask mask;
+  try {
+    mask = ParseCards(token);
+  } catch (const CommandError&) {
+    ThrowIncorrectPath();
+  }
+  if (std::popcount(mask) != 1) ThrowIncorrectPath();
+  const int card = SingleCard(mask);
+  if ((mask & TreeBoard.All()) || card == path.turn || RankOf(card) < lowCard) ThrowIncorrectPath();
+  return card;
+}
+
+}  // namespace
+
+int StreetNumber(const SchematicNode& node) {
+  const int rootStreet = GlobalContext ? GlobalContext->rootStreet : 1;
+  return rootStreet + node.street;
+}
+
+NodePath ParsePath(const std::string& text) {
+  // Steps 1-3: the place above the root, then the root.
+  if (!TreeIsPresent()) ThrowCommandError("missing/incorrect tree");
+  const std::vector<std::string> tokens = SplitAtColons(text);
+  if (tokens[0] != "r") ThrowIncorrectPath();
+  NodePath path;
+  path.turn = SingleCard(TreeBoard.turn);
+  path.river = SingleCard(TreeBoard.river);
+  if (tokens.size() == 1) return path;
+  if (tokens[1] != "0") ThrowIncorrectPath();
+  path.node = SchematicRoot.get();
+
+  // Step 4: actions and dealt cards.
+  for (size_t t = 2; t < tokens.size(); ++t) {
+    const std::string& token = tokens[t];
+    if (token.empty()) ThrowIncorrectPath();
+    path.pendingDeal = false;
+    SchematicNode& node = *path.node;
+    SchematicNode* child = nullptr;
+    switch (token[0]) {
+      case 'b':
+        child = FindChild(node, ParseDouble(token.substr(1)));
+        break;
+      case 'c':
+        child = FindChild(node, node.amount);
+        if (child && child->street > node.street) path.pendingDeal = true;
+        break;
+      case 'f':
+        child = FindChild(node, FoldKey);
+        break;
+      default: {
+        // A card names the deal of the street the current node opens.
+        const int card = ReadDealtCard(token, path);
+        const SchematicNode* parent = node.parent;
+        const int street = StreetNumber(node);
+        const int parentStreet = parent ? StreetNumber(*parent) : 0;
+        if (parent && parentStreet == 1 && street == 2 && path.turn < 0) {
+          path.turn = card;
+        } else if (parent && parentStreet == 2 && street == 3 && path.river < 0) {
+          path.river = card;
+        } else {
+          ThrowIncorrectPath();
+        }
+        continue;
+      }
+    }
+    if (!child) ThrowIncorrectPath();
+    path.node = child;
+  }
+  return path;
+}
+
+NodePath ParentPath(const NodePath& path) {
+  if (!path.node) return path;
+  SchematicNode* parent = path.node->parent;
+  NodePath result;
+  if (!parent) return result;
+  result.node = parent;
+  const int street = StreetNumber(*parent);
+  result.turn = street >= 2 ? path.turn : -1;
+  result.river = street >= 3 ? path.river : -1;
+  return result;
+}
+
+std::string ChildToken(const SchematicNode& node, int child) {
+  const double key = std::next(node.children.begin(), child)->first;
+  if (key <= node.amount) return key >= 0.0 ? "c" : "f";
+  char text[64];
+  std::snprintf(text, sizeof text, "b%.0f", key);  // keys are whole chips
+  return text;
+}
+
+const char* NodeKindWord(const NodePath& path) {
+  if (!path.node) return "ROOT";
+  if (path.pendingDeal) return "SPLIT_NODE";
+  if (path.node->IsEnd()) return "END_NODE";
+  return path.node->player == 0 ? "OOP_DEC" : "IP_DEC";
+}

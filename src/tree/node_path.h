@@ -1,0 +1,28 @@
+// NodePath: a place in the game named by text, such as r:0:c:c:Qd:b50:c.
+//
+// A path walks the SchematicTree and collects the dealt cards on the way,
+// so a place is a betting history plus a board. Every query parses its
+// path here and nowhere else. Cards are in the client's suits.
+#pragma once
+
+#include <string>
+
+#include "tree/schematic_tree.h"
+
+struct NodePath {
+  SchematicNode* node = nullptr;  // null: the place above the root ("r")
+  int turn = -1;                  // Card, -1 if none
+  int river = -1;
+  bool pendingDeal = false;  // the last step closed a street; its card is not named
+};
+
+// Fails with CommandError: "missing/incorrect tree", "incorrect path", or
+// the number conversion's invalid-argument error after "b".
+NodePath ParsePath(const std::string& text);
+NodePath ParentPath(const NodePath& path);
+// "c", "f" or "b<amount>" for child i of the node.
+std::string ChildToken(const SchematicNode& node, int child);
+// ROOT, SPLIT_NODE, END_NODE, OOP_DEC or IP_DEC.
+const char* NodeKindWord(const NodePath& path);
+// The street of a node as 1 flop, 2 turn, 3 river: root street + closed streets.
+int StreetNumber(const SchematicNode& node);

@@ -1,0 +1,187 @@
+#include "tree/tree_build.h"
+
+#include <algorithm>
+#include <bit>
+#include <memory>
+
+#include "eval/rule_settings.h"
+#include "setup/board.h"
+#include "setup/ranges.h"
+#include "setup/settings.h"
+#include "shell/command_error.h"
+#include "shell/output.h"
+#include "solver/solver_context.h"
+#include "solver/solver_control.h"
+#include "storage/store_setup.h"
+#include "tree/board_tree_build.h"
+#include "tree/flatten.h"
+#include "tree/isomorphism.h"
+#include "tree/node_list.h"
+#include "tree/root_weights.h"
+#include "tree/schematic_tree.h"
+
+namespace {
+
+constexpr int MaxBoardThreads = 4;
+
+int SingleCard(CardMask mask) { return mask ? std::countr_zero(mask) : -1; }
+
+int RootStreetOf(const BoardCards& board) { return 1 + (board.turn ? 1 : 0) + (board.river ? 1 : 0); }
+
+// The hands of the root board in the client's suits, with float weights as
+// the tree will hold them. Suit maps keep pairs compatible and weights
+// equal, so the joint total is the same as on the canonical lists; taking
+// it here lets a build without compatible hands fail before the old tree
+// goes.
+double ClientJointTotal(const BoardCards& board, const std::array<std::vector<double>, 2>& ranges) {
+  std::vector<CardMask> hands;
+  std::vector<float> weights[2];
+  const CardMask dead = board.All();
+  for (int c = 0; c < HandCount; ++c) {
+    if (ComboMask[size_t(c)] & dead) continue;
+    if (!(ranges[0][size_t(c)] > 0.0 || ranges[1][size_t(c)] > 0.0)) continue;
+    hands.push_back(ComboMask[size_t(c)]);
+    for (int p = 0; p < 2; ++p) weights[p].push_back(float(ranges[size_t(p)][size_t(c)]));
+  }
+  return JointTotal(hands, weights[0].data(), weights[1].data());
+}
+
+// Steps 1 to 3 of building the boards: the working ranges, the BoardTree,
+// and the root's weights on the hand list of the root board.
+void BuildBoards(SolverContext& context, const BoardCards& board, const std::array<std::vector<double>, 2>& ranges,
+                 double jointTotal) {
+  const int rootStreet = context.rootStreet;
+  const bool isomorphism =
+      rootStreet == 1 ? IsomorphismFlopRoots : rootStreet == 2 ? IsomorphismTurnRoots : false;
+
+  context.clientFlop = board.flop;
+  context.comboWeights = ranges;
+  CardMask flop = board.flop, turn = board.turn, river = board.river;
+  std::array<std::vector<double>, 2> working = ranges;
+  if (isomorphism) {
+    context.flags |= IsomorphismOnFlag;
+    CanonicalizeBoard(flop, turn, river);
+    for (int p = 0; p < 2; ++p)
+      PermuteRange(board.flop, board.turn, board.river, working[size_t(p)].data(), ranges[size_t(p)].data());
+  }
+  for (int p = 0; p < 2; ++p)
+    context.maxWeight[p] = *std::max_element(working[size_t(p)].begin(), working[size_t(p)].end());
+
+  BoardTreeInput input;
+  input.flop = flop;
+  input.turn = SingleCard(turn);
+  input.river = SingleCard(river);
+  input.ranges = &working;
+  input.lowCard = lowCard;
+  input.isomorphism = isomorphism;
+  input.threads = std::min(MaxBoardThreads, SolverThreadCount());
+  context.boardTree = BuildBoardTree(input);
+  const BoardTree& boards = *context.boardTree;
+
+  context.rootBoardMask = flop;
+  context.fullBoardMask = flop | turn | river;
+  const std::vector<CardMask>* rootHands = &boards.hands;
+  if (turn) {
+    context.rootTurn = boards.cardToTurn[size_t(input.turn)];
+    const BoardNode& turnEntry = boards.turns[size_t(context.rootTurn)];
+    rootHands = &turnEntry.hands;
+    if (river) {
+      context.rootRiver = turnEntry.cardToRiver[size_t(input.river)];
+      rootHands = &turnEntry.rivers[size_t(context.rootRiver)].hands;
+    }
+  }
+
+  const size_t count = rootHands->size();
+  for (int p = 0; p < 2; ++p) {
+    std::vector<float>& weights = context.rootWeights[size_t(p)];
+    std::vector<float>& normalized = context.normWeights[size_t(p)];
+    weights.resize(count);
+    normalized.resize(count);
+    for (size_t i = 0; i < count; ++i) {
+      const CardMask hand = (*rootHands)[i];
+      const int combo = ComboIndexOf(63 - std::countl_zero(hand), std::countr_zero(hand));
+      weights[i] = float(working[size_t(p)][size_t(combo)]);
+      normalized[i] = float(double(weights[i]) / jointTotal);
+    }
+  }
+}
+
+void MakeRiverLayouts(SolverContext& context) {
+  context.shapes.clear();
+  context.shapes.resize(size_t(context.maxChildren) + 1);
+  for (int actions = 1; actions <= context.maxChildren; ++actions)
+    context.shapes[size_t(actions)] =
+        std::make_unique<RiverLayout>(MakeRiverLayout(actions, context.boardTree->riverHandCounts));
+}
+
+// The three things a build needs, in the order they are reported. A
+// rebuild checks them again: cut_line can leave the root without lines.
+void CheckSpotIsComplete() {
+  const BoardCards& board = InputBoard;
+  if (Ranges[0].size() != HandCount || Ranges[1].size() != HandCount) ThrowCommandError("ranges not set");
+  // A board whose cards repeat (left by a refused set_board) is no board.
+  const int expectedCards = 3 + (board.turn ? 1 : 0) + (board.river ? 1 : 0);
+  if (std::popcount(board.flop) != 3 || board.CardCount() != expectedCards) ThrowCommandError("board not set");
+  if (SchematicRoot->children.empty()) ThrowCommandError("lines not set");
+}
+
+}  // namespace
+
+void BuildTree() {
+  CheckSpotIsComplete();
+  if (SolverIsRunning()) ThrowCommandError("Can't do that when solver is running");
+  TreeInfoLines.clear();
+  RebuildTree(true);
+}
+
+void RebuildTree(bool withCompressionStep) {
+  CheckSpotIsComplete();
+  // 1. The tree keeps its own copies: set_board and set_range after this
+  // don't reach it.
+  TreeBoard = InputBoard;
+  const BoardCards board = TreeBoard;
+  const std::array<std::vector<double>, 2> ranges = Ranges;
+
+  // 2. Root street and effective stack.
+  const int rootStreet = RootStreetOf(board);
+  const int64_t effectiveStack = SchematicEffectiveStack();
+
+  // 3. Isomorphism needs ranges alike in all suits.
+  if (rootStreet == 1 && IsomorphismFlopRoots) CheckRangeConsistency(board.flop, ranges);
+
+  // 4, 5. Flatten; a line past the river fails while the old tree stands.
+  const std::vector<FlatLine> lines = FlattenTrie(*SchematicRoot, rootStreet, TotalPot() * 0.5);
+  if (HasLineBeyondRiver(lines)) ThrowCommandError("invalid line");
+  const double jointTotal = ClientJointTotal(board, ranges);
+  if (jointTotal == 0.0) ThrowCommandError("ranges have no compatible hands");
+
+  // 6-9. The new tree is made beside the old one, so that every failure up
+  // to the store set-up leaves the old tree in place.
+  auto context = std::make_unique<SolverContext>();
+  context->rootStreet = rootStreet;
+  context->effectiveStack = effectiveStack;
+  BuildNodeList(*context, lines);
+  BuildBoards(*context, board, ranges, jointTotal);
+  MakeRiverLayouts(*context);
+
+  // 10. Stores. A level this build can't store is refused before the old
+  // tree goes when the level is given; an automatic level that resolves to
+  // one is known only after the old tree has given its memory back, and
+  // then no tree is left.
+  if (withCompressionStep && CompressionLevel != AutoCompression) CheckLevelStorable(rootStreet, CompressionLevel);
+  FreeTree();
+  GlobalContext = context.release();
+  if (withCompressionStep) {
+    try {
+      ApplyCompression(*GlobalContext);
+    } catch (...) {
+      FreeTree();
+      throw;
+    }
+  }
+}
+
+void FreeTree() {
+  delete GlobalContext;
+  GlobalContext = nullptr;
+}

@@ -1,0 +1,187 @@
+// show_node, show_children, show_all_lines and set_ev_boost on the trie of
+// PathFixture, with the lock flags read from a stand-in store that records
+// which row it was asked for.
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "eval/rule_settings.h"
+#include "setup/settings.h"
+#include "shell/command_error.h"
+#include "tree/node_path.h"
+#include "tree_test_util.h"
+
+namespace {
+
+class LockOnlyStore : public StrategyStore {
+ public:
+  explicit LockOnlyStore(uint32_t flags) { record_.flags = flags; }
+  bool Allocate() override { return true; }
+  int32_t HandCount(int, int) const override { return 0; }
+  void GetStrategy(FloatVec*, int, int, const float*) override {}
+  bool GetStrategyTimesReach(FloatVec*, const FloatVec&, int, int, const float*) override { return false; }
+  void SetRow(int, int, int, const float*) override {}
+  void UpdateRegrets(int, int, const FloatVec&, const FloatVec*, const TieGroups*, double) override {}
+  bool UpdateFused(int, int, FloatVec&, const FloatVec*, const TieGroups*, double, const float*) override {
+    return false;
+  }
+  void AccumulateStrategy(int, int, const FloatVec*, double) override {}
+  int64_t EntryCount(int) const override { return 0; }
+  LockRecord* GetLockRecord(int group, int sub) override {
+    asked = {group, sub};
+    return &record_;
+  }
+  std::pair<int, int> asked{-2, -2};
+
+ private:
+  LockRecord record_;
+};
+
+class Inspect : public PathFixture {
+ protected:
+  void SetUp() override {
+    PathFixture::SetUp();
+    context_.flags = NewTreeFlag;
+  }
+  static std::string Show(void (*handler)(const Tokens&), const std::string& path) {
+    return RunHandler(handler, Tokens{handler == CmdShowNode ? "show_node" : "show_children", path});
+  }
+  ScopedValue<std::array<double, 3>> pot_{PotValues, {0, 0, 100}};
+};
+
+TEST_F(Inspect, TreeFlagsShowOnTheRoot) {
+  struct Case {
+    uint32_t flags;
+    const char* line;
+  };
+  const Case cases[] = {
+      {NewTreeFlag, "flags: NEW_TREE"},
+      {IncompleteTreeFlag | IsomorphismOnFlag | NewTreeFlag, "flags: INCOMPLETE_TREE ISOMORPHISM_ON NEW_TREE"},
+      {IsomorphismOnFlag, "flags: ISOMORPHISM_ON"},
+      {0, "flags: "},
+  };
+  for (const Case& c : cases) {
+    context_.flags = c.flags;
+    EXPECT_EQ(Show(CmdShowNode, "r"), std::string("r\nROOT\n2h Jh Qs\n0 0 100\n1 children\n") + c.line + "\nEND\n");
+  }
+}
+
+TEST_F(Inspect, SplitChildrenAreEveryRealCardHighestFirst) {
+  // The cards a split deals, worked out independently: rank down, suit
+  // down, leaving out the given cards.
+  auto expectedCards = [](CardMask used, int low) {
+    std::vector<std::string> cards;
+    const std::string ranks = "23456789TJQKA", suits = "cdhs";
+    for (int r = 12; r >= low; --r)
+      for (int s = 3; s >= 0; --s)
+        if (!(used & CardBit(r + 13 * s))) cards.push_back(std::string(1, ranks[r]) + suits[s]);
+    return cards;
+  };
+  struct Case {
+    const char* path;
+    CardMask used;
+    int low;
+    const char* board;  // the board of the split itself
+    size_t count;
+  };
+  const Case cases[] = {
+      {"r:0:c:c", ParseCards("Qs Jh 2h"), 0, "2h Jh Qs", 49},
+      {"r:0:c:c:Kd:c:c", ParseCards("Qs Jh 2h Kd"), 0, "2h Jh Qs Kd", 48},
+      {"r:0:c:c", ParseCards("Qs Jh 2h"), 4, "2h Jh Qs", 34},  // nine ranks, two on the flop
+  };
+  for (const Case& c : cases) {
+    ScopedValue<int32_t> deck(lowCard, c.low);
+    const std::vector<std::string> cards = expectedCards(c.used, c.low);
+    ASSERT_EQ(cards.size(), c.count);
+    std::string expected;
+    for (size_t i = 0; i < cards.size(); ++i) {
+      // Each child is the decision of the new street, OOP to act, one action.
+      expected += "child " + std::to_string(i) + ":\n" + c.path + ":" + cards[i] + "\nOOP_DEC\n" + c.board +
+                  " " + cards[i] + "\n0 0 100\n1 children\nflags: \n";
+    }
+    expected += "END\n";
+    EXPECT_EQ(Show(CmdShowChildren, c.path), expected) << c.path;
+  }
+}
+
+TEST_F(Inspect, FlagsComeFromTheRowOfTheClientsCards) {
+  // Node list: the turn decision after check, check, and the river
+  // decision after the turn is checked through.
+  context_.nodes.resize(6);
+  Node({0, 0})->index = 2;
+  Node({0, 0, 0, 0})->index = 4;
+  Node({0, 0, 0, 0, 0})->index = 4;
+  context_.nodes[2].street = 2;
+  context_.nodes[4].street = 3;
+  auto* turnStore = new LockOnlyStore(LockedFlag | ComboLockedFlag);
+  auto* riverStore = new LockOnlyStore(LockedFlag);
+  context_.nodes[2].store0.reset(turnStore);
+  context_.nodes[4].store0.reset(riverStore);
+  context_.boardTree = std::make_unique<BoardTree>();
+  BoardTree& boards = *context_.boardTree;
+  boards.cardToTurn.assign(52, -1);
+  boards.turns.resize(12);
+  for (BoardNode& turn : boards.turns) turn.cardToRiver.assign(52, -1);
+
+  // Client suits: Kd is card 24, Ac card 12.
+  boards.cardToTurn[24] = 7;
+  boards.turns[7].cardToRiver[12] = 4;
+  // Canonical suits for flop Qs Jh 2h, turn Kd, river Ac: hearts 0,
+  // spades 1, then the turn's diamonds 2 and the river's clubs 3; so Kd is
+  // card 37, Ac card 51.
+  boards.cardToTurn[37] = 9;
+  boards.turns[9].cardToRiver[51] = 3;
+
+  EXPECT_EQ(Show(CmdShowNode, "r:0:c:c:Kd"),
+            "r:0:c:c:Kd\nOOP_DEC\n2h Jh Qs Kd\n0 0 100\n1 children\nflags: LOCKED COMBO_LOCKED\nEND\n");
+  EXPECT_EQ(turnStore->asked, std::make_pair(7, -1));
+  EXPECT_EQ(Show(CmdShowNode, "r:0:c:c:Kd:c:c:Ac"),
+            "r:0:c:c:Kd:c:c:Ac\nOOP_DEC\n2h Jh Qs Kd Ac\n0 0 100\n1 children\nflags: LOCKED\nEND\n");
+  EXPECT_EQ(riverStore->asked, std::make_pair(7, 4));
+
+  context_.flags |= IsomorphismOnFlag;
+  Show(CmdShowNode, "r:0:c:c:Kd");
+  EXPECT_EQ(turnStore->asked, std::make_pair(9, -1));
+  Show(CmdShowNode, "r:0:c:c:Kd:c:c:Ac");
+  EXPECT_EQ(riverStore->asked, std::make_pair(9, 3));
+
+  // Without the card of its street a place addresses no row.
+  riverStore->asked = {-2, -2};
+  EXPECT_EQ(Show(CmdShowNode, "r:0:c:c:c:c:Ac"),
+            "r:0:c:c:c:c:Ac\nOOP_DEC\n2h Jh Qs Ac\n0 0 100\n1 children\nflags: \nEND\n");
+  EXPECT_EQ(Show(CmdShowNode, "r:0:c:c:Kd:c:c:c"),
+            "r:0:c:c:Kd:c:c:c\nIP_DEC\n2h Jh Qs Kd\n0 0 100\n1 children\nflags: \nEND\n");
+  EXPECT_EQ(riverStore->asked, std::make_pair(-2, -2));
+}
+
+TEST_F(Inspect, EvBoostNamesAnAction) {
+  context_.nodes.resize(8);
+  Node({100})->index = 5;
+  EXPECT_EQ(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "0.25"}), "set_ev_boost ok!\n");
+  EXPECT_EQ(context_.nodes[5].evBoost, 0.25f);
+  EXPECT_EQ(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "-0.99"}), "set_ev_boost ok!\n");
+  EXPECT_EQ(context_.nodes[5].evBoost, -0.99f);
+  EXPECT_EQ(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "1"}), "set_ev_boost ok!\n");
+
+  struct Case {
+    const char* path;
+    const char* value;
+  };
+  for (const Case& c : {Case{"r", "0.5"}, Case{"r:0", "0.5"}, Case{"r:0:b100", "1.0001"},
+                        Case{"r:0:b100", "-0.991"}, Case{"r:0:b100", "nan"}, Case{"r", "abc"}}) {
+    try {
+      RunHandler(CmdSetEvBoost, {"set_ev_boost", c.path, c.value});
+      ADD_FAILURE() << c.path << " " << c.value;
+    } catch (const CommandError& error) {
+      EXPECT_STREQ(error.what(), "ERROR: set_ev_boost incorrect or missing argument\n") << c.path;
+    }
+  }
+  EXPECT_EQ(context_.nodes[5].evBoost, 1.0f);
+  EXPECT_THROW(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "abc"}), std::invalid_argument);
+  GlobalContext = nullptr;
+  EXPECT_THROW(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "0.5"}), CommandError);
+}
+
+}  // namespace

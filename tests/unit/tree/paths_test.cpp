@@ -1,0 +1,151 @@
+// Node paths: what each path text reaches, which texts are refused and
+// how, and the words and tokens derived from a place.
+//
+// Trie of every test (flop Qs Jh 2h): checks through three streets, a bet
+// of 100 behind a check (called), and a bet of 100 raised to 300.
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "eval/rule_settings.h"
+#include "shell/command_error.h"
+#include "tree/node_path.h"
+#include "tree_test_util.h"
+
+namespace {
+
+// "ok", the error line, or "invalid value" for the conversion failure.
+std::string Outcome(const std::string& text) {
+  try {
+    ParsePath(text);
+    return "ok";
+  } catch (const CommandError& error) {
+    return error.what();
+  } catch (const std::invalid_argument&) {
+    return "invalid value";
+  }
+}
+
+class Paths : public PathFixture {};
+
+TEST_F(Paths, PathsReachTheirPlaces) {
+  struct Case {
+    const char* text;
+    std::initializer_list<double> keys;
+    bool above;  // the place above the root
+    const char* turn;
+    const char* river;
+    bool pending;
+  };
+  const Case cases[] = {
+      {"r", {}, true, nullptr, nullptr, false},
+      {"r:0", {}, false, nullptr, nullptr, false},
+      {"r:0:c", {0}, false, nullptr, nullptr, false},
+      {"r:0:c:c", {0, 0}, false, nullptr, nullptr, true},
+      {"r:0:c:c:c", {0, 0, 0}, false, nullptr, nullptr, false},  // past the deal, card unnamed
+      {"r:0:c:c:Qd", {0, 0}, false, "Qd", nullptr, false},
+      {"r:0:c:c:qd:c:c", {0, 0, 0, 0}, false, "Qd", nullptr, true},
+      {"r:0:c:c:Qd:c:c:Kc", {0, 0, 0, 0}, false, "Qd", "Kc", false},
+      {"r:0:c:c:c:c:Kc", {0, 0, 0, 0}, false, nullptr, "Kc", false},
+      {"r:0:b100:b300:f", {100, 300, -1}, false, nullptr, nullptr, false},
+      {"r:0:b100.0:c", {100, 100}, false, nullptr, nullptr, false},  // a call on the open street
+      {"r:0:b1e2:f", {100, -1}, false, nullptr, nullptr, false},
+      {"r:0:c:b100:c", {0, 100, 100}, false, nullptr, nullptr, true},
+      {"r:0:c:b100:c:6s", {0, 100, 100}, false, "6s", nullptr, false},
+  };
+  for (const Case& c : cases) {
+    const NodePath path = ParsePath(c.text);
+    EXPECT_EQ(path.node, c.above ? nullptr : Node(c.keys)) << c.text;
+    EXPECT_EQ(path.turn, c.turn ? CardOf(c.turn) : -1) << c.text;
+    EXPECT_EQ(path.river, c.river ? CardOf(c.river) : -1) << c.text;
+    EXPECT_EQ(path.pendingDeal, c.pending) << c.text;
+  }
+}
+
+TEST_F(Paths, MalformedPathsAreRefused) {
+  const std::string incorrect = "ERROR: show_node incorrect path\n";
+  for (const char* text : {"r:1", "x:0", "", "R", "r:", "r:0:", "r:0::c", "r:00",
+                           "r:0:Qd",               // a card at the root
+                           "r:0:c:c:Qd:Qd",        // the street has its card
+                           "r:0:c:c:Qd:Kd",        // likewise
+                           "r:0:c:c:Qs",           // on the flop
+                           "r:0:c:c:2H",           // on the flop, other case
+                           "r:0:c:c:Q", "r:0:c:c:QdJs", "r:0:c:c:Xd", "r:0:c:c:Q ",
+                           "r:0:c:c:Qd:c:c:Qd",    // the river repeats the turn
+                           "r:0:c:c:Qd:c:Kd",      // not the first node of a street
+                           "r:0:c:Kd",             // nor is this
+                           "r:0:b50", "r:0:b100:b300:c:c", "r:0:b100:b300:f:f", "r:0:f",
+                           "r:0:c:c:c:c:c:c:c"}) {
+    EXPECT_EQ(Outcome(text), incorrect) << text;
+  }
+  // The number after b goes through the number conversion.
+  EXPECT_EQ(Outcome("r:0:b"), "invalid value");
+  EXPECT_EQ(Outcome("r:0:bx"), "invalid value");
+  GlobalContext = nullptr;
+  EXPECT_EQ(Outcome("r"), "ERROR: show_node missing/incorrect tree\n");
+}
+
+TEST_F(Paths, CardsFollowTheDeckAndTheBuiltBoard) {
+  {
+    ScopedValue<int32_t> shortDeck(lowCard, 4);  // the deck starts at the six
+    EXPECT_EQ(Outcome("r:0:c:c:5d"), "ERROR: show_node incorrect path\n");
+    EXPECT_EQ(Outcome("r:0:c:c:6d"), "ok");
+  }
+  // A turn tree: the root is on the turn and the built turn is in every path.
+  context_.rootStreet = 2;
+  TreeBoard.turn = ParseCards("3c");
+  NodePath above = ParsePath("r");
+  EXPECT_EQ(above.turn, CardOf("3c"));
+  EXPECT_EQ(ParsePath("r:0:c:c").pendingDeal, true);
+  NodePath river = ParsePath("r:0:c:c:Kd");
+  EXPECT_EQ(river.turn, CardOf("3c"));
+  EXPECT_EQ(river.river, CardOf("Kd"));
+  for (const char* text : {"r:0:c:c:3c", "r:0:c:c:Kd:c:c:As"})
+    EXPECT_EQ(Outcome(text), "ERROR: show_node incorrect path\n") << text;
+}
+
+TEST_F(Paths, KindsTokensAndParents) {
+  struct KindCase {
+    const char* text;
+    const char* kind;
+  };
+  const KindCase kinds[] = {
+      {"r", "ROOT"},
+      {"r:0", "OOP_DEC"},
+      {"r:0:c", "IP_DEC"},
+      {"r:0:c:c", "SPLIT_NODE"},
+      {"r:0:c:c:Qd", "OOP_DEC"},
+      {"r:0:b100:f", "END_NODE"},
+      {"r:0:c:b100:c", "SPLIT_NODE"},  // an end, but its deal is pending
+      {"r:0:c:b100:c:Kd", "END_NODE"},
+      {"r:0:b100:b300", "OOP_DEC"},
+  };
+  for (const KindCase& c : kinds) EXPECT_STREQ(NodeKindWord(ParsePath(c.text)), c.kind) << c.text;
+
+  const SchematicNode& bet = *Node({100});
+  EXPECT_EQ(ChildToken(bet, 0), "b300");
+  EXPECT_EQ(ChildToken(bet, 1), "c");
+  EXPECT_EQ(ChildToken(bet, 2), "f");
+  EXPECT_EQ(ChildToken(*SchematicRoot, 0), "b100");
+  EXPECT_EQ(ChildToken(*SchematicRoot, 1), "c");
+
+  // The turn stays with a parent on the turn, not with one on the flop.
+  NodePath parent = ParentPath(ParsePath("r:0:c:c:Qd:c"));
+  EXPECT_EQ(parent.node, Node({0, 0}));
+  EXPECT_EQ(parent.turn, CardOf("Qd"));
+  parent = ParentPath(ParsePath("r:0:c:c:Qd"));
+  EXPECT_EQ(parent.node, Node({0}));
+  EXPECT_EQ(parent.turn, -1);
+  parent = ParentPath(ParsePath("r:0:c:c"));
+  EXPECT_EQ(parent.node, Node({0}));
+  EXPECT_FALSE(parent.pendingDeal);
+  EXPECT_EQ(ParentPath(ParsePath("r:0")).node, nullptr);
+  EXPECT_EQ(ParentPath(ParsePath("r")).node, nullptr);
+
+  EXPECT_EQ(StreetNumber(*Node({0, 0, 0, 0})), 3);
+  context_.rootStreet = 2;
+  EXPECT_EQ(StreetNumber(*Node({0, 0, 0, 0})), 4);
+}
+
+}  // namespace
