@@ -5,6 +5,7 @@
 #include "eval/eval_commands.h"
 #include "setup/setup_commands.h"
 #include "shell/shell_commands.h"
+#include "solver/solver_commands.h"
 #include "tree/tree_commands.h"
 
 // Later subsystems add their rows here. The order is the protocol's own;
@@ -22,6 +23,8 @@ const CommandEntry CommandTable[] = {
     {"set_isomorphism", CmdSetIsomorphism, 3},
     {"skip_if_done", CmdSkipIfDone, 3},
     {"is_tree_present", CmdIsTreePresent, 1},
+    {"go", CmdGo, -1},
+    {"stop", CmdStop, 1},
     {"load_script", CmdLoadScript, 2},
     {"set_range", CmdSetRange, 1328},
     {"set_board", CmdSetBoard, -1},
@@ -37,6 +40,7 @@ const CommandEntry CommandTable[] = {
     {"show_node", CmdShowNode, 2},
     {"show_children", CmdShowChildren, 2},
     {"show_all_lines", CmdShowAllLines, 1},
+    {"calc_results", CmdCalcResults, 1},
     {"stdoutredi", CmdStdoutRedi, 2},
     {"stdoutredi_append", CmdStdoutRediAppend, 2},
     {"stdoutback", CmdStdoutBack, 1},

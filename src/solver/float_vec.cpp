@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "shell/command_error.h"
+#include "solver/thread_scratch.h"
 
 FloatVec& FloatVec::operator=(FloatVec&& other) noexcept {
   if (this != &other) {
@@ -22,10 +23,17 @@ FloatVec& FloatVec::operator=(FloatVec&& other) noexcept {
 FloatVec::~FloatVec() { ReleaseVector(*this); }
 
 void ResizeVector(FloatVec& vector, int32_t count, bool usePool) {
-  (void)usePool;  // thread block pools arrive with the parallel solver
   if (vector.data && vector.count == count) return;
   ReleaseVector(vector);
   vector.count = count;
+  if (usePool) {
+    BlockPool* pool = CurrentPool();
+    if (pool && int64_t(count) * int64_t(sizeof(float)) <= pool->blockBytes) {
+      vector.data = pool->Pop();
+      vector.pooled = 1;
+      return;
+    }
+  }
   size_t bytes = size_t(count > 0 ? count : 1) * sizeof(float);
   vector.data = static_cast<float*>(scalable_aligned_malloc(bytes, 16));
   if (!vector.data) {
@@ -35,7 +43,12 @@ void ResizeVector(FloatVec& vector, int32_t count, bool usePool) {
 }
 
 void ReleaseVector(FloatVec& vector) {
-  if (vector.data) scalable_aligned_free(vector.data);
+  if (vector.data) {
+    if (vector.pooled)
+      ReleasePooledBlock(vector.data);
+    else
+      scalable_aligned_free(vector.data);
+  }
   vector.data = nullptr;
   vector.pooled = 0;
 }

@@ -8,9 +8,14 @@ SolverContext* GlobalContext = nullptr;
 
 namespace {
 
+// Running is the thread handle: set by go, cleared just before the
+// "SOLVER: stopped" line. Active lasts until that line is out, so that
+// wait_for_solver returns only after it; both change under RunMutex, which
+// also orders a waiter's check against the final signal.
 std::mutex RunMutex;
 std::condition_variable RunEnded;
 bool Running = false;
+bool Active = false;
 std::atomic<bool> StopRequested{false};
 
 }  // namespace
@@ -31,12 +36,18 @@ bool SolverStopRequested() { return StopRequested; }
 
 void WaitForSolver() {
   std::unique_lock<std::mutex> lock(RunMutex);
-  RunEnded.wait(lock, [] { return !Running; });
+  RunEnded.wait(lock, [] { return !Active; });
 }
 
 void MarkSolverStarted() {
   std::lock_guard<std::mutex> lock(RunMutex);
   Running = true;
+  Active = true;
+}
+
+void MarkSolverStopping() {
+  std::lock_guard<std::mutex> lock(RunMutex);
+  Running = false;
   StopRequested = false;
 }
 
@@ -44,6 +55,7 @@ void MarkSolverFinished() {
   {
     std::lock_guard<std::mutex> lock(RunMutex);
     Running = false;
+    Active = false;
     StopRequested = false;
   }
   RunEnded.notify_all();

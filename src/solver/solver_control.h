@@ -21,6 +21,9 @@ bool SolverStopRequested();
 // Blocks until no run is going on; returns at once if none is.
 void WaitForSolver();
 
-// Called by the solver driver at the start and the end of a run.
+// Called by the solver driver: at the start of a run; when the handle is
+// given up, just before the "SOLVER: stopped" line; after that line, which
+// wakes the waiters.
 void MarkSolverStarted();
+void MarkSolverStopping();
 void MarkSolverFinished();

@@ -12,6 +12,7 @@
 #include "shell/parse.h"
 #include "shell/shell_state.h"
 #include "solver/solver_context.h"
+#include "solver/solver_driver.h"
 #include "solver/solver_control.h"
 #include "storage/flop_store.h"
 #include "storage/physical_memory.h"
@@ -118,6 +119,7 @@ void BuildStores(SolverContext& context, TreeNode& node) {
   node.store0.reset();
   node.store1.reset();
   node.storesSettled = 0;
+  node.storesAllocated = 0;
   const int actions = node.ActionCount();
   const bool second = KeepsSecondStore(context);
   const BoardTree& boards = *context.boardTree;
@@ -174,6 +176,7 @@ void SetUpStores(SolverContext& context, int a, int b) {
   context.storesReady = 0;
   context.iteration = 0;
   context.resultsIteration = -1;
+  ClearSolverHistory();
 
   // 5. Byte estimates: 2 bytes of regret per element, and 4 of strategy sum
   // where the tree keeps one.

@@ -12,6 +12,7 @@
 #include "shell/output.h"
 #include "solver/solver_context.h"
 #include "solver/solver_control.h"
+#include "solver/thread_scratch.h"
 #include "storage/store_setup.h"
 #include "tree/board_tree_build.h"
 #include "tree/flatten.h"
@@ -184,4 +185,6 @@ void RebuildTree(bool withCompressionStep) {
 void FreeTree() {
   delete GlobalContext;
   GlobalContext = nullptr;
+  // The working blocks of the last run are sized for the old tree.
+  DrainAllScratch();
 }

@@ -1,6 +1,6 @@
 // Fuzz target: arbitrary bytes as command lines through Tokenize and
-// ExecuteCommand. Commands that would end the process, sleep, or touch
-// files and the output stream are left out after substitution, so that the
+// ExecuteCommand. Commands that would end the process, sleep, solve, or
+// touch files and the output stream are left out after substitution, so that the
 // target keeps running; everything else runs as a client would send it.
 #include <fcntl.h>
 #include <unistd.h>
@@ -24,7 +24,8 @@ bool Unsafe(const Tokens& tokens) {
   Tokens resolved = SubstituteVariables(SubstituteVariables(tokens));
   const std::string& word = resolved[0];
   return word == "exit" || word == "load_script" || word == "stdoutredi" || word == "stdoutredi_append" ||
-         word == "stdoutback" || word == "sleep" || word == "take_a_break" || word == "wait_for_solver";
+         word == "stdoutback" || word == "sleep" || word == "take_a_break" || word == "wait_for_solver" || word == "go" ||
+         word == "calc_results";
 }
 
 void Initialise() {

@@ -1,0 +1,132 @@
+// The chance steps: a card is dealt below a node.
+//
+// Going down, the reach is gathered onto the new board's hand list; coming
+// up, each child's values are scatter-added back once per real card that
+// its entry stands for (suit isomorphism), and the sum is divided by the
+// number of cards that can come for any pair of hands: the deck less the
+// board and the four hole cards. At the first deal of a pass the cards
+// become parallel jobs; inside a turn job the rivers are dealt inline.
+#include <cmath>
+
+#include "eval/rule_settings.h"
+#include "setup/settings.h"
+#include "solver/jobs.h"
+#include "solver/traversal.h"
+#include "solver/traversal_steps.h"
+#include "solver/vector_ops.h"
+
+namespace {
+
+float TurnFactor() { return 1.0f / float(45 - 4 * lowCard); }
+float RiverFactor() { return 1.0f / float(44 - 4 * lowCard); }
+
+ChanceRecord* RecordOf(TreeNode& node, int slot) {
+  if (node.kind != DecisionNode || !node.chance || slot < 0 || slot >= node.chanceCount) return nullptr;
+  return &node.chance[size_t(slot)];
+}
+
+// reachSum[opponent] += (t + 1)^e * reach, for the subgame re-solves.
+void AccumulateReachSum(const SolverContext& context, ChanceRecord* record, const FloatVec& reach, int32_t hands) {
+  if (!record || record->frozen || context.mode != UpdateMode) return;
+  FloatVec& sum = record->reachSum[context.traverser ^ 1];
+  if (!sum.data || sum.count != hands) ZeroVector(sum, hands);
+  if (!reach.data) return;
+  const float w = float(std::pow(double(context.iteration + 1), context.strategyWeightExponent));
+  float* __restrict s = sum.data;
+  const float* __restrict r = reach.data;
+  lanes::ForLanes(hands, [&](int i) { s[i] += w * r[i]; });
+}
+
+// On a tree whose later streets are forgotten, evaluation takes the values
+// that the last complete evaluation stored at the deal point.
+bool TakeStoredValues(TraversalFrame& f, ChanceRecord* record, int32_t hands) {
+  const SolverContext& context = *f.context;
+  if (!record || context.mode != EvaluateMode || !(context.flags & IncompleteTreeFlag)) return false;
+  vecops::Copy(f.valueA, record->storedValueA[context.traverser]);
+  vecops::Copy(f.valueB, record->storedValueB[context.traverser]);
+  f.valueA.count = f.valueB.count = hands;
+  return true;
+}
+
+void StoreValues(TraversalFrame& f, ChanceRecord* record) {
+  if (!record || f.context->mode != EvaluateMode) return;
+  const int traverser = f.context->traverser;
+  vecops::CopyUnpooled(record->storedValueA[traverser], f.valueA);
+  vecops::CopyUnpooled(record->storedValueB[traverser], f.valueB);
+}
+
+// The first deal of a pass: jobs in phase 0, their sums in phase 2.
+void DealByJobs(TraversalFrame& f, ChanceRecord* record, float factor) {
+  const int32_t hands = ListHandCount(*f.context, f.turn, f.river);
+  if (TakeStoredValues(f, record, hands)) return;
+  if (f.context->phase == DescendPhase) {
+    AccumulateReachSum(*f.context, record, f.reachA, hands);
+    QueueDeal(f);
+    return;
+  }
+  TakeDealResults(f);
+  vecops::Scale(f.valueA, factor);
+  vecops::Scale(f.valueB, factor);
+  StoreValues(f, record);
+}
+
+// Calls fn on the stores of every decision node from a first river node
+// down.
+template <class Fn>
+void ForRiverStores(SolverContext& context, TreeNode& node, Fn fn) {
+  if (node.kind != DecisionNode) return;
+  if (node.store0) fn(*node.store0, false);
+  if (node.store1) fn(*node.store1, true);
+  for (int32_t child : node.children) ForRiverStores(context, context.nodes[size_t(child)], fn);
+}
+
+}  // namespace
+
+void TurnChance(TraversalFrame& f) { DealByJobs(f, RecordOf(*f.node, 0), TurnFactor()); }
+
+void RiverChance(TraversalFrame& f) { DealByJobs(f, RecordOf(*f.node, f.turn), RiverFactor()); }
+
+void RiverChanceInline(TraversalFrame& f) {
+  SolverContext& context = *f.context;
+  const BoardNode& turnEntry = context.boardTree->turns[size_t(f.turn)];
+  const int32_t hands = turnEntry.HandCount();
+  const bool evaluate = context.mode == EvaluateMode;
+  AccumulateReachSum(context, RecordOf(*f.node, f.turn), f.reachA, hands);
+  vecops::SetNull(f.valueA, hands);
+  vecops::SetNull(f.valueB, hands);
+  if (!f.reachA.data && !f.reachB.data) return;
+
+  // Compressed river rows are unpacked for this turn while its rivers run.
+  const bool update = context.mode == UpdateMode;
+  const bool sumsTouched = context.averaging != 0 && RiverStrategyOn && (context.averageRiverNow || !update);
+  ForRiverStores(context, *f.node, [&](StrategyStore& store, bool sums) {
+    if (!sums || sumsTouched) store.OpenGroup(nullptr, f.turn, store.EntryCount(f.turn));
+  });
+
+  vecops::Zero(f.valueA, hands);
+  if (evaluate) vecops::Zero(f.valueB, hands);
+  const int rivers = int(turnEntry.rivers.size());
+  for (int r = 0; r < rivers; ++r) {
+    const BoardNode& riverEntry = turnEntry.rivers[size_t(r)];
+    const int32_t riverHands = riverEntry.HandCount();
+    TraversalFrame child;
+    child.context = &context;
+    child.node = f.node;
+    child.turn = f.turn;
+    child.river = r;
+    vecops::GatherReach(child.reachA, f.reachA, riverEntry.parentIndex[0].data(), riverHands);
+    vecops::GatherReach(child.reachB, f.reachB, riverEntry.parentIndex[0].data(), riverHands);
+    Traverse(child);
+    for (int32_t k = 0; k < riverEntry.weight; ++k) {
+      const uint16_t* index = riverEntry.parentIndex[size_t(k)].data();
+      if (child.valueA.data) vecops::ScatterAdd(f.valueA.data, child.valueA.data, index, riverHands);
+      if (evaluate && child.valueB.data) vecops::ScatterAdd(f.valueB.data, child.valueB.data, index, riverHands);
+    }
+  }
+
+  ForRiverStores(context, *f.node, [&](StrategyStore& store, bool sums) {
+    if (!sums || sumsTouched) store.CloseGroup(nullptr, f.turn, update);
+  });
+  vecops::Scale(f.valueA, RiverFactor());
+  vecops::Scale(f.valueB, RiverFactor());
+}

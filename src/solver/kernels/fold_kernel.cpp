@@ -1,0 +1,54 @@
+#include "solver/kernels/fold_kernel.h"
+
+#include "solver/kernels/kernel_lanes.h"
+
+// One template for every width: with L = 1 LaneVec is a float and this is
+// the scalar kernel.
+template <int L>
+void FoldKernel(float* const* outs, const float* const* reaches, int n, const uint16_t* handCards,
+                const float* payoffs) {
+  using V = LaneVec<L>;
+  if constexpr (L == 1) {
+    if (reaches[0] == nullptr) {
+      ZeroOuts<1>(outs, n);
+      return;
+    }
+  }
+  const V p = LoadPayoffs<L>(payoffs);
+  alignas(64) V cardSum[52];
+  for (V& row : cardSum) row = V{};
+  V total = V{};
+
+  // 1. Totals over the hands with reach; a zero reach leaves the card
+  // table alone, which is what makes a sparse reach cheap.
+  for (int i = 0; i < n; ++i) {
+    const V r = GatherLanes<L>(reaches, i);
+    if (!AnyPositive<L>(r)) continue;
+    const V w = p * r;
+    total += w;
+    cardSum[handCards[i] & 0xFF] += w;
+    cardSum[handCards[i] >> 8] += w;
+  }
+
+  // 2. Nothing reached: exact zeros rather than the rounding noise of the
+  // subtraction.
+  if (AllNearZero<L>(total)) {
+    ZeroOuts<L>(outs, n);
+    return;
+  }
+
+  // 3. The hand identical to i was subtracted with both of its cards;
+  // p * reach[i] puts it back once.
+  LaneWriter<L> writer(outs);
+  for (int i = 0; i < n; ++i) {
+    const V r = GatherLanes<L>(reaches, i);
+    const V value = total - cardSum[handCards[i] & 0xFF] - cardSum[handCards[i] >> 8] + p * r;
+    writer.Put(i, value);
+  }
+  writer.Finish(n);
+}
+
+template void FoldKernel<1>(float* const*, const float* const*, int, const uint16_t*, const float*);
+template void FoldKernel<2>(float* const*, const float* const*, int, const uint16_t*, const float*);
+template void FoldKernel<3>(float* const*, const float* const*, int, const uint16_t*, const float*);
+template void FoldKernel<4>(float* const*, const float* const*, int, const uint16_t*, const float*);

@@ -1,0 +1,225 @@
+#include "solver/solver_driver.h"
+
+#include <omp.h>
+#include <sys/resource.h>
+#include <time.h>
+
+#include <cstdio>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "setup/settings.h"
+#include "shell/output.h"
+#include "shell/shell_state.h"
+#include "shell/variables.h"
+#include "solver/solver_context.h"
+#include "solver/solver_control.h"
+#include "solver/traversal.h"
+
+namespace {
+
+std::mutex HistoryMutex;
+std::vector<ResultsRecord> History;
+size_t PrintedCount = 0;
+int32_t PrintedIteration = -1;
+double PublishedCpuSeconds = 0.0;
+
+uint32_t RunLimit = 0;
+bool LimitInSteps = false;
+
+int64_t NowNanoseconds() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+
+double ProcessCpuSeconds() {
+  rusage usage;
+  getrusage(RUSAGE_SELF, &usage);
+  return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+         double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
+}
+
+int PeakWorkingSetMegabytes() {
+  rusage usage;
+  getrusage(RUSAGE_SELF, &usage);
+  return int(usage.ru_maxrss >> 10);  // KiB on Linux
+}
+
+std::string FormatF(double value) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%f", value);
+  return text;
+}
+
+// The SOLVER: block of one measurement, printed whole by the solver thread.
+void PrintTimedResults(const ResultsRecord& record) {
+  const double h = TotalPot() * 0.5;
+  if (CompactMessages)
+    PrintNow(
+        "SOLVER: running time: %.3f EV OOP: %.3f EV IP: %.3f OOP's MES: %.3f IP's MES: %.3f Exploitable for: "
+        "%.3f\n",
+        record.seconds, h + record.evOop, h + record.evIp, h + record.mesOop, h + record.mesIp,
+        record.exploitability);
+  else
+    PrintNow(
+        "SOLVER:\nrunning time: %.3f\nEV OOP: %.3f\nEV IP: %.3f\nOOP's MES: %.3f\nIP's MES: %.3f\nExploitable for: "
+        "%.3f\nEND\n",
+        record.seconds, h + record.evOop, h + record.evIp, h + record.mesOop, h + record.mesIp,
+        record.exploitability);
+  Variables.Set("running_time", FormatF(record.seconds));
+  if (Verbosity > 0) {
+    int peak = PeakWorkingSetMegabytes();
+    Variables.Set("cpu_time", FormatF(PublishedCpuSeconds));
+    Variables.Set("peak_working_set", std::to_string(peak));
+    PrintNow("[%d iterations | cpu time %.1fs | peak working set %d MB]\n", record.iteration, PublishedCpuSeconds,
+             peak);
+  }
+}
+
+void PrintLatestResults() {
+  ResultsRecord latest;
+  {
+    std::lock_guard<std::mutex> lock(HistoryMutex);
+    if (History.size() <= PrintedCount) return;
+    PrintedCount = History.size();
+    latest = History.back();
+    PrintedIteration = latest.iteration;
+  }
+  PrintTimedResults(latest);
+}
+
+void SolverMain(SolverContext* context) {
+  PrintNow("SOLVER: started\n");
+  const int32_t startIteration = context->iteration;
+  const double cpuStart = ProcessCpuSeconds();
+  PublishedCpuSeconds = 0.0;
+  const int64_t startTime = NowNanoseconds();
+  int64_t lastMeasure = startTime;
+  int64_t minGapMs = 0;
+  const char* reason = "requested";
+
+  while (!SolverStopRequested()) {
+    if (context->iteration >= context->iterationCap) break;
+    // Applied every iteration, so that set_threads works during a run.
+    omp_set_num_threads(SolverThreadCount());
+    RunIteration(*context);
+    if (UiNotifications) PrintNow("#iterations %d\n", context->iteration);
+
+    const int period = MeasurementPeriod;
+    int64_t now = NowNanoseconds();
+    if (period > 0 && context->iteration % period == 0 && (now - lastMeasure) / 1000000 >= minGapMs) {
+      lastMeasure = now;
+      ResultsRecord record = MeasureResults(*context);
+      record.seconds = double((lastMeasure - startTime) / 1000000) / 1000.0;
+      {
+        std::lock_guard<std::mutex> lock(HistoryMutex);
+        History.push_back(record);
+      }
+      PublishedCpuSeconds = ProcessCpuSeconds() - cpuStart;
+      PrintLatestResults();
+      if (SolverAccuracy >= record.exploitability) {
+        reason = "required accuracy reached";
+        break;
+      }
+      minGapMs = context->iteration < 4 * period ? 250 : 500;
+    }
+    if (LimitInSteps) {
+      if (int64_t(context->iteration) >= int64_t(RunLimit) + startIteration) {
+        reason = "required number of steps done";
+        break;
+      }
+    } else if (RunLimit > 0 && (NowNanoseconds() - startTime) / 1000000000 >= int64_t(RunLimit)) {
+      reason = "timeout reached";
+      break;
+    }
+  }
+
+  MarkSolverStopping();
+  PrintNow("SOLVER: stopped (%s)\n", reason);
+  MarkSolverFinished();
+}
+
+}  // namespace
+
+void ClearSolverHistory() {
+  std::lock_guard<std::mutex> lock(HistoryMutex);
+  History.clear();
+  PrintedCount = 0;
+}
+
+void ResetPrintedResults() {
+  std::lock_guard<std::mutex> lock(HistoryMutex);
+  PrintedCount = 0;
+  PrintedIteration = -1;
+}
+
+bool AllocateStores(SolverContext& context, bool stopAtFailure) {
+  if (context.storesReady) return true;
+  bool allDone = true;
+  for (TreeNode& node : context.nodes) {
+    if (!node.store0 || node.storesAllocated) continue;
+    bool ok = node.store0->Allocate() && (!node.store1 || node.store1->Allocate());
+    if (ok) {
+      node.storesAllocated = 1;
+    } else {
+      allDone = false;
+      if (stopAtFailure) return false;
+    }
+  }
+  if (allDone) context.storesReady = 1;
+  return allDone;
+}
+
+bool StartSolver(uint32_t limit, bool inSteps) {
+  SolverContext* context = GlobalContext;
+  if (!context || SolverIsRunning() || (context->flags & IncompleteTreeFlag)) return false;
+  RunLimit = limit;
+  LimitInSteps = inSteps;
+  ClearSolverHistory();
+  if (!AllocateStores(*context, true)) return false;
+  MarkSolverStarted();
+  std::thread(SolverMain, context).detach();
+  return true;
+}
+
+ResultsRecord MeasureResults(SolverContext& context) {
+  ResultsRecord record;
+  PassValues oop = RunPass(context, 0, EvaluateMode);
+  PassValues ip = RunPass(context, 1, EvaluateMode);
+  record.iteration = context.iteration;
+  record.evOop = oop.value;
+  record.mesOop = oop.bestResponse;
+  record.evIp = ip.value;
+  record.mesIp = ip.bestResponse;
+  record.exploitability = (record.mesOop - record.evOop - record.evIp + record.mesIp) * 0.5;
+  return record;
+}
+
+ResultsRecord CalcResults(SolverContext& context) {
+  // A store without memory reads as the fallback strategy, so a failure
+  // here still gives an answer.
+  AllocateStores(context, false);
+  if (!(context.flags & IncompleteTreeFlag)) context.resultsIteration = -1;
+  ResultsRecord record;
+  if (context.iteration == context.resultsIteration) {
+    record.evOop = context.evOop;
+    record.evIp = context.evIp;
+    record.mesOop = context.mesOop;
+    record.mesIp = context.mesIp;
+    record.exploitability = context.exploitability;
+  } else {
+    record = MeasureResults(context);
+    context.evOop = record.evOop;
+    context.evIp = record.evIp;
+    context.mesOop = record.mesOop;
+    context.mesIp = record.mesIp;
+    context.exploitability = record.exploitability;
+    context.meanEv = (record.evOop + record.evIp) * 0.5;
+    context.resultsIteration = context.iteration;
+  }
+  record.iteration = context.iteration;
+  record.seconds = 0.0;
+  return record;
+}

@@ -1,0 +1,32 @@
+// The solver driver: the solver thread, when it measures, when it stops.
+//
+// go starts one thread that runs iterations until one of five reasons
+// (accuracy reached, steps done, timeout, requested, iteration cap) and
+// prints its progress in SOLVER: blocks. The thread is detached: nothing
+// joins it, and it reads as gone once "SOLVER: stopped" is out. Between
+// its passes the pass mutex is free, so commands keep answering.
+#pragma once
+
+#include <cstdint>
+
+struct SolverContext;
+
+struct ResultsRecord {
+  int32_t iteration = 0;
+  double seconds = 0.0;
+  double evOop = 0.0, evIp = 0.0, mesOop = 0.0, mesIp = 0.0, exploitability = 0.0;
+};
+
+// Allocates the stores of every node not yet allocated, in node order.
+// With stopAtFailure the first failure ends the walk and false comes back;
+// nodes done so far stay allocated. storesReady is set when none failed.
+bool AllocateStores(SolverContext& context, bool stopAtFailure);
+// False if a run is going on, the tree is incomplete, or memory fails.
+bool StartSolver(uint32_t limit, bool inSteps);
+// Both evaluate passes: EV and MES of each player at the root, raw values.
+ResultsRecord MeasureResults(SolverContext& context);
+// The cached or freshly measured results of calc_results.
+ResultsRecord CalcResults(SolverContext& context);
+// Forgets the measurements of the last run; a rebuild of the stores calls it.
+void ClearSolverHistory();
+void ResetPrintedResults();

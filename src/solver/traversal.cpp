@@ -1,0 +1,151 @@
+// RunPass, RunIteration, the dispatcher and the end nodes.
+#include "solver/traversal.h"
+
+#include "setup/settings.h"
+#include "solver/jobs.h"
+#include "solver/kernels/fold_kernel.h"
+#include "solver/kernels/showdown_kernel.h"
+#include "solver/strategy_rules.h"
+#include "solver/thread_scratch.h"
+#include "solver/traversal_steps.h"
+#include "solver/vector_ops.h"
+#include "storage/strategy_store.h"
+
+std::mutex PassMutex;
+
+const BoardNode* ListNode(const SolverContext& context, int turn, int river) {
+  if (turn < 0) return nullptr;
+  const BoardNode& turnEntry = context.boardTree->turns[size_t(turn)];
+  return river < 0 ? &turnEntry : &turnEntry.rivers[size_t(river)];
+}
+
+int32_t ListHandCount(const SolverContext& context, int turn, int river) {
+  const BoardNode* list = ListNode(context, turn, river);
+  return list ? list->HandCount() : int32_t(context.boardTree->hands.size());
+}
+
+const uint16_t* ListHandCards(const SolverContext& context, int turn, int river) {
+  const BoardNode* list = ListNode(context, turn, river);
+  return list ? list->handCards.data() : context.boardTree->handCards.data();
+}
+
+void EndValue(const SolverContext& context, const TreeNode& end, int turn, int river, const FloatVec& reach,
+              FloatVec& out) {
+  const int32_t hands = ListHandCount(context, turn, river);
+  if (!reach.data) {
+    vecops::SetNull(out, hands);
+    return;
+  }
+  const float payoff = float(end.kind == FoldEnd && end.player == context.traverser ? -end.value : end.value);
+  vecops::Resize(out, hands);
+  float* outs[1] = {out.data};
+  const float* reaches[1] = {reach.data};
+  if (end.kind == ShowdownEnd) {
+    const BoardNode& board = *ListNode(context, turn, river);
+    ShowdownKernel<1>(outs, reaches, hands, board.tieRuns.data(), int(board.tieRuns.size()), board.handCards.data(),
+                      &payoff, nullptr);
+  } else {
+    FoldKernel<1>(outs, reaches, hands, ListHandCards(context, turn, river), &payoff);
+  }
+}
+
+void EndNode(TraversalFrame& f) {
+  SolverContext& context = *f.context;
+  // Phase 0 only queues jobs: its values are dropped.
+  if (context.phase == DescendPhase) {
+    const int32_t hands = ListHandCount(context, f.turn, f.river);
+    vecops::SetNull(f.valueA, hands);
+    vecops::SetNull(f.valueB, hands);
+    return;
+  }
+  EndValue(context, *f.node, f.turn, f.river, f.reachA, f.valueA);
+  if (context.mode == EvaluateMode) vecops::Copy(f.valueB, f.valueA);
+}
+
+void Traverse(TraversalFrame& f) {
+  SolverContext& context = *f.context;
+  TreeNode& node = *f.node;
+  // An opponent who never gets here makes every value below zero, and an
+  // update writes nothing where values are zero: skip the subtree.
+  if (!f.reachA.data && !f.reachB.data && context.mode == UpdateMode) {
+    vecops::SetNull(f.valueA, ListHandCount(context, f.turn, f.river));
+    return;
+  }
+  if (node.street >= 2 && f.turn < 0) {
+    TurnChance(f);
+    return;
+  }
+  if (node.street == 3 && f.river < 0) {
+    if (context.rootStreet == 1)
+      RiverChanceInline(f);
+    else
+      RiverChance(f);
+    return;
+  }
+  if (node.kind != DecisionNode)
+    EndNode(f);
+  else if (node.player == context.traverser)
+    DecisionOwn(f);
+  else
+    DecisionOpponent(f);
+}
+
+PassValues RunPass(SolverContext& context, int player, int mode) {
+  std::lock_guard<std::mutex> passLock(PassMutex);
+  context.mode = mode;
+  context.traverser = player;
+  context.nodeQuery = nullptr;
+  EnsureThreadScratch(context);
+  PoolScope pool(OwnPool());
+
+  const std::vector<float>& weights = context.rootWeights[size_t(player ^ 1)];
+  auto rootFrame = [&](TraversalFrame& frame) {
+    frame.context = &context;
+    frame.node = &context.nodes[0];
+    frame.turn = context.rootTurn;
+    frame.river = context.rootRiver;
+    vecops::Resize(frame.reachA, int32_t(weights.size()));
+    std::copy(weights.begin(), weights.end(), frame.reachA.data);
+    frame.reachB.count = frame.reachA.count;
+  };
+
+  // A river tree deals nothing, so there is nothing to queue: its one walk
+  // is the ascend.
+  if (context.rootStreet != 3) {
+    context.phase = DescendPhase;
+    TraversalFrame descend;
+    rootFrame(descend);
+    Traverse(descend);
+  }
+  context.phase = JobsPhase;
+  RunJobs(context);
+
+  context.phase = AscendPhase;
+  StartJobResults();
+  TraversalFrame ascend;
+  rootFrame(ascend);
+  Traverse(ascend);
+
+  PassValues values;
+  const float* norm = context.normWeights[size_t(player)].data();
+  values.value = vecops::Dot(ascend.valueA, norm);
+  if (mode == EvaluateMode) values.bestResponse = vecops::Dot(ascend.valueB, norm);
+  ClearJobs();
+  context.phase = DescendPhase;
+  return values;
+}
+
+IterationValues RunIteration(SolverContext& context) {
+  context.averageRiverNow = AverageRiverFor(context) ? 1 : 0;
+  StoreIteration = context.iteration;
+  const PassValues ip = RunPass(context, 1, UpdateMode);
+  const PassValues oop = RunPass(context, 0, UpdateMode);
+  context.iteration += 1;
+  context.flags &= ~NewTreeFlag;
+  StoreIteration = context.iteration;
+  IterationValues values;
+  values.ip = ip.value;
+  values.oop = oop.value;
+  values.mean = (oop.value + ip.value) * 0.5;
+  return values;
+}

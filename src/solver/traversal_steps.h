@@ -1,0 +1,65 @@
+// The steps of the traversal and the frame they hand down.
+//
+// A frame is one (node, dealt turn, dealt river) with the arrays of that
+// board's hand list: the opponent's reach going down, the traverser's
+// counterfactual value (and in evaluate mode the best-response value)
+// coming up. All state of a walk is in its frames, the rows they address
+// and the thread's scratch, so the steps are reentrant and jobs run them
+// on any thread. Internal to the solver; RunPass (traversal.h) is the
+// entry.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "solver/float_vec.h"
+#include "solver/solver_context.h"
+
+struct TraversalFrame {
+  SolverContext* context = nullptr;
+  TreeNode* node = nullptr;
+  int32_t turn = -1;
+  int32_t river = -1;
+  FloatVec reachA;  // opponent's reach
+  FloatVec valueA;  // traverser's counterfactual value
+  FloatVec reachB;  // traverser's own reach: node queries only
+  FloatVec valueB;  // best-response value: evaluate mode only
+};
+
+// One array per action, on the stack up to six actions.
+class ActionRows {
+ public:
+  explicit ActionRows(int actions) : count_(actions) {
+    if (actions > InlineRows) heap_ = std::make_unique<FloatVec[]>(size_t(actions));
+  }
+  FloatVec* data() { return heap_ ? heap_.get() : inline_; }
+  FloatVec& operator[](int i) { return data()[i]; }
+  int size() const { return count_; }
+
+ private:
+  static constexpr int InlineRows = 6;
+  FloatVec inline_[InlineRows];
+  std::unique_ptr<FloatVec[]> heap_;
+  int count_;
+};
+
+// Hands of the list in force: the root board's, a dealt turn's or a dealt
+// river's.
+const BoardNode* ListNode(const SolverContext& context, int turn, int river);
+int32_t ListHandCount(const SolverContext& context, int turn, int river);
+const uint16_t* ListHandCards(const SolverContext& context, int turn, int river);
+
+void Traverse(TraversalFrame& frame);
+void DecisionOwn(TraversalFrame& frame);
+void DecisionOpponent(TraversalFrame& frame);
+void EndNode(TraversalFrame& frame);
+void TurnChance(TraversalFrame& frame);
+// A river deal on a tree rooted on the turn: one job per river card.
+void RiverChance(TraversalFrame& frame);
+// A river deal inside a turn job of a flop tree: all rivers on this thread.
+void RiverChanceInline(TraversalFrame& frame);
+
+// Terminal values of one end node with the reach of the frame; the showdown
+// on the frame's river list.
+void EndValue(const SolverContext& context, const TreeNode& end, int turn, int river, const FloatVec& reach,
+              FloatVec& out);

@@ -1,0 +1,213 @@
+// A brute-force reference for river games: every pair of hands explicit,
+// in doubles, on the betting of a built node list.
+//
+// It shares nothing with the solver but the node list (kinds, players,
+// payoffs, children), which the tree tests cover. Showdowns compare seven-
+// card values from the plain evaluator; card removal is a compatibility
+// matrix. It evaluates any strategy profile exactly (values and best
+// responses) and solves the game with CFR+ and linearly weighted averages.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <vector>
+
+#include "eval/evaluate_cards.h"
+#include "setup/cards.h"
+#include "solver/solver_context.h"
+
+class ReferenceRiverGame {
+ public:
+  // strategy[node][hand * actions + action] for the hands of node's player.
+  using Profile = std::vector<std::vector<double>>;
+
+  struct Result {
+    double evOop = 0.0, mesOop = 0.0, mesIp = 0.0;
+    // evIp is -evOop: every end pays one player what the other loses.
+    double Exploitability() const { return (mesOop + mesIp) * 0.5; }
+  };
+
+  ReferenceRiverGame(const SolverContext& context, CardMask board, const std::vector<double> (&ranges)[2])
+      : nodes_(context.nodes) {
+    for (int p = 0; p < 2; ++p)
+      for (int c = 0; c < HandCount; ++c) {
+        const CardMask hand = ComboMask[size_t(c)];
+        if ((hand & board) || !(ranges[p][size_t(c)] > 0.0)) continue;
+        hands_[p].push_back(hand);
+        combos_[p].push_back(c);
+        weights_[p].push_back(ranges[p][size_t(c)]);
+        strengths_[p].push_back(Strength(board, hand));
+      }
+    total_ = 0.0;
+    for (size_t i = 0; i < hands_[0].size(); ++i)
+      for (size_t j = 0; j < hands_[1].size(); ++j)
+        if (!(hands_[0][i] & hands_[1][j])) total_ += weights_[0][i] * weights_[1][j];
+  }
+
+  const std::vector<int>& Combos(int player) const { return combos_[player]; }
+
+  Profile Uniform() const {
+    Profile profile(nodes_.size());
+    for (size_t n = 0; n < nodes_.size(); ++n) {
+      const TreeNode& node = nodes_[n];
+      if (node.IsEnd()) continue;
+      profile[n].assign(hands_[node.player].size() * node.children.size(), 1.0 / double(node.children.size()));
+    }
+    return profile;
+  }
+
+  // OOP's value of the profile and both best-response values, in chips
+  // from the half-way split, as means over the dealt pairs.
+  Result Evaluate(const Profile& profile) const {
+    Result result;
+    for (int p = 0; p < 2; ++p) {
+      std::vector<double> value, best;
+      Walk(0, p, weights_[p ^ 1], profile, value, best);
+      double v = 0.0, b = 0.0;
+      for (size_t i = 0; i < value.size(); ++i) {
+        v += weights_[p][i] * value[i];
+        b += weights_[p][i] * best[i];
+      }
+      if (p == 0) {
+        result.evOop = v / total_;
+        result.mesOop = b / total_;
+      } else {
+        result.mesIp = b / total_;
+      }
+    }
+    return result;
+  }
+
+  // CFR+ with alternating updates; returns the linearly weighted average.
+  Profile SolveCfrPlus(int iterations) const {
+    Profile regrets = Uniform(), sums = Uniform();
+    for (auto& row : regrets) std::fill(row.begin(), row.end(), 0.0);
+    for (auto& row : sums) std::fill(row.begin(), row.end(), 0.0);
+    for (int t = 1; t <= iterations; ++t)
+      for (int p = 1; p >= 0; --p) Update(0, p, weights_[p], weights_[p ^ 1], regrets, sums, double(t));
+    Profile average = Uniform();
+    for (size_t n = 0; n < nodes_.size(); ++n) {
+      if (nodes_[n].IsEnd()) continue;
+      const size_t actions = nodes_[n].children.size();
+      for (size_t i = 0; i * actions < sums[n].size(); ++i) {
+        double s = 0.0;
+        for (size_t a = 0; a < actions; ++a) s += sums[n][i * actions + a];
+        if (s > 0.0)
+          for (size_t a = 0; a < actions; ++a) average[n][i * actions + a] = sums[n][i * actions + a] / s;
+      }
+    }
+    return average;
+  }
+
+ private:
+  static uint32_t Strength(CardMask board, CardMask hand) {
+    int cards[7];
+    int n = 0;
+    for (CardMask rest = board | hand; rest; rest &= rest - 1) cards[n++] = std::countr_zero(rest);
+    return EvaluateCards(cards, n);
+  }
+
+  // Values of player p's hands at an end node against the opponent's reach.
+  std::vector<double> EndValues(const TreeNode& end, int p, const std::vector<double>& opp) const {
+    const int q = p ^ 1;
+    std::vector<double> out(hands_[p].size(), 0.0);
+    for (size_t i = 0; i < out.size(); ++i) {
+      double v = 0.0;
+      for (size_t j = 0; j < hands_[q].size(); ++j) {
+        if (hands_[p][i] & hands_[q][j]) continue;
+        double payoff;
+        if (end.kind == FoldEnd) {
+          payoff = end.player == p ? -end.value : end.value;
+        } else {
+          const uint32_t a = strengths_[p][i], b = strengths_[q][j];
+          payoff = a > b ? end.value : a < b ? -end.value : 0.0;
+        }
+        v += opp[j] * payoff;
+      }
+      out[i] = v;
+    }
+    return out;
+  }
+
+  // Counterfactual values (value) and best-response values (best) of p's
+  // hands, opp being the opponent's reach.
+  void Walk(int n, int p, const std::vector<double>& opp, const Profile& profile, std::vector<double>& value,
+            std::vector<double>& best) const {
+    const TreeNode& node = nodes_[size_t(n)];
+    if (node.IsEnd()) {
+      value = EndValues(node, p, opp);
+      best = value;
+      return;
+    }
+    const size_t actions = node.children.size();
+    const size_t own = hands_[p].size();
+    value.assign(own, 0.0);
+    best.assign(own, node.player == p ? -1e300 : 0.0);
+    for (size_t a = 0; a < actions; ++a) {
+      std::vector<double> v, b;
+      if (node.player == p) {
+        Walk(node.children[a], p, opp, profile, v, b);
+        for (size_t i = 0; i < own; ++i) {
+          value[i] += profile[size_t(n)][i * actions + a] * v[i];
+          best[i] = std::max(best[i], b[i]);
+        }
+      } else {
+        std::vector<double> reach(opp.size());
+        for (size_t j = 0; j < opp.size(); ++j) reach[j] = opp[j] * profile[size_t(n)][j * actions + a];
+        Walk(node.children[a], p, reach, profile, v, b);
+        for (size_t i = 0; i < own; ++i) {
+          value[i] += v[i];
+          best[i] += b[i];
+        }
+      }
+    }
+  }
+
+  std::vector<double> Update(int n, int p, const std::vector<double>& ownReach, const std::vector<double>& opp,
+                             Profile& regrets, Profile& sums, double t) const {
+    const TreeNode& node = nodes_[size_t(n)];
+    if (node.IsEnd()) return EndValues(node, p, opp);
+    const size_t actions = node.children.size();
+    const size_t own = hands_[p].size();
+    const size_t mover = hands_[node.player].size();
+    std::vector<double> sigma(mover * actions);
+    for (size_t i = 0; i < mover; ++i) {
+      double s = 0.0;
+      for (size_t a = 0; a < actions; ++a) s += regrets[size_t(n)][i * actions + a];
+      for (size_t a = 0; a < actions; ++a)
+        sigma[i * actions + a] = s > 0.0 ? regrets[size_t(n)][i * actions + a] / s : 1.0 / double(actions);
+    }
+    std::vector<double> value(own, 0.0);
+    if (node.player == p) {
+      std::vector<std::vector<double>> childValues(actions);
+      for (size_t a = 0; a < actions; ++a) {
+        std::vector<double> reach(own);
+        for (size_t i = 0; i < own; ++i) reach[i] = ownReach[i] * sigma[i * actions + a];
+        childValues[a] = Update(node.children[a], p, reach, opp, regrets, sums, t);
+        for (size_t i = 0; i < own; ++i) value[i] += sigma[i * actions + a] * childValues[a][i];
+      }
+      for (size_t i = 0; i < own; ++i)
+        for (size_t a = 0; a < actions; ++a) {
+          double& r = regrets[size_t(n)][i * actions + a];
+          r = std::max(0.0, r + childValues[a][i] - value[i]);
+          sums[size_t(n)][i * actions + a] += t * ownReach[i] * sigma[i * actions + a];
+        }
+    } else {
+      for (size_t a = 0; a < actions; ++a) {
+        std::vector<double> reach(opp.size());
+        for (size_t j = 0; j < opp.size(); ++j) reach[j] = opp[j] * sigma[j * actions + a];
+        std::vector<double> v = Update(node.children[a], p, ownReach, reach, regrets, sums, t);
+        for (size_t i = 0; i < own; ++i) value[i] += v[i];
+      }
+    }
+    return value;
+  }
+
+  const std::vector<TreeNode>& nodes_;
+  std::vector<CardMask> hands_[2];
+  std::vector<int> combos_[2];
+  std::vector<double> weights_[2];
+  std::vector<uint32_t> strengths_[2];
+  double total_ = 0.0;
+};

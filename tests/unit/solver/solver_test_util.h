@@ -1,0 +1,82 @@
+// Fixture of the traversal tests: builds a spot through the real commands,
+// gives the stores their memory, iterates and measures.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+
+#include "../tree/build_test_util.h"
+#include "setup/settings.h"
+#include "shell/execute.h"
+#include "shell/output.h"
+#include "shell/tokenize.h"
+#include "solver/traversal.h"
+
+struct Measurement {
+  double evOop = 0.0, evIp = 0.0, mesOop = 0.0, mesIp = 0.0;
+  double Exploitability() const { return (mesOop - evOop - evIp + mesIp) * 0.5; }
+};
+
+class SolverFixture : public BuildFixture {
+ protected:
+  void SetUp() override {
+    BuildFixture::SetUp();
+    savedThreads_ = ThreadCount;
+    ThreadCount = 2;
+  }
+  void TearDown() override {
+    ThreadCount = savedThreads_;
+    BuildFixture::TearDown();
+  }
+
+  // Runs the lines of a script file through the dispatcher.
+  static void RunScript(const std::string& path) {
+    std::ifstream in(path);
+    ASSERT_TRUE(in) << path;
+    std::string line;
+    while (std::getline(in, line)) {
+      if (line.empty() || line[0] == '#') continue;
+      ExecuteCommand(Tokenize(line));
+    }
+    FlushReply();
+    ASSERT_NE(GlobalContext, nullptr) << path;
+  }
+
+  static void AllocateStores() {
+    for (TreeNode& node : Context().nodes) {
+      if (node.store0) {
+        ASSERT_TRUE(node.store0->Allocate());
+      }
+      if (node.store1) {
+        ASSERT_TRUE(node.store1->Allocate());
+      }
+    }
+    Context().storesReady = 1;
+  }
+
+  static void Iterate(int count) {
+    for (int i = 0; i < count; ++i) RunIteration(Context());
+  }
+
+  static Measurement Measure() {
+    Measurement m;
+    const PassValues oop = RunPass(Context(), 0, EvaluateMode);
+    const PassValues ip = RunPass(Context(), 1, EvaluateMode);
+    m.evOop = oop.value;
+    m.mesOop = oop.bestResponse;
+    m.evIp = ip.value;
+    m.mesIp = ip.bestResponse;
+    return m;
+  }
+
+ private:
+  int savedThreads_ = 0;
+};
+
+// Path of a file of the source tree, from this file's place.
+inline std::string SourcePath(const std::string& relative) {
+  std::string here = __FILE__;
+  return here.substr(0, here.rfind("/tests/")) + "/" + relative;
+}
