@@ -1,0 +1,79 @@
+// A store that can't get its memory makes go answer "out of memory"; the
+// solver stays idle and the tree goes on answering.
+#include <gtest/gtest.h>
+
+#include "shell/command_error.h"
+#include "shell/shell_state.h"
+#include "solver/solver_commands.h"
+#include "solver/solver_control.h"
+#include "solver/solver_driver.h"
+#include "solver_test_util.h"
+#include "tree/tree_build.h"
+
+namespace {
+
+// Refuses memory; answers queries with the default row, as a store
+// without a buffer does.
+class StarvedStore : public StrategyStore {
+ public:
+  StarvedStore(int actions, int hands) : actions_(actions), hands_(hands) {}
+  bool Allocate() override { return false; }
+  int32_t HandCount(int, int) const override { return hands_; }
+  void GetStrategy(FloatVec* out, int, int, const float* defaultRow) override {
+    for (int a = 0; a < actions_; ++a) {
+      ResizeVector(out[a], hands_);
+      for (int i = 0; i < hands_; ++i) out[a].data[i] = defaultRow[a];
+    }
+  }
+  bool GetStrategyTimesReach(FloatVec*, const FloatVec&, int, int, const float*) override { return false; }
+  void SetRow(int, int, int, const float*) override {}
+  void UpdateRegrets(int, int, const FloatVec&, const FloatVec*, const TieGroups*, double) override {}
+  bool UpdateFused(int, int, FloatVec&, const FloatVec*, const TieGroups*, double, const float*) override {
+    return false;
+  }
+  void AccumulateStrategy(int, int, const FloatVec*, double) override {}
+  int64_t EntryCount(int) const override { return int64_t(actions_) * hands_; }
+  LockRecord* GetLockRecord(int, int) override { return &lock_; }
+
+ private:
+  int actions_, hands_;
+  LockRecord lock_;
+};
+
+class DriverAllocationTest : public SolverFixture {};
+
+TEST_F(DriverAllocationTest, GoAnswersOutOfMemoryAndTheTreeStaysUsable) {
+  SetBoard("Qs Jh 2h", "8d", "3c");
+  SetRanges([](int, int combo) { return combo % 3 == 0 ? 1.0 : 0.0; });
+  AddLines({"0 0", "0 50 50", "50 50"});
+  BuildTree();
+  SolverContext& context = Context();
+  // The root's regrets can't get memory; everything else can.
+  TreeNode& root = context.nodes[0];
+  root.store0 = std::make_unique<StarvedStore>(root.ActionCount(), int(context.boardTree->turns[0].rivers[0].hands.size()));
+
+  CurrentCommand = "go";
+  try {
+    CmdGo({"go", "5", "steps"});
+    ADD_FAILURE() << "go started without memory";
+  } catch (const CommandError& error) {
+    EXPECT_STREQ(error.what(), "ERROR: go out of memory\n");
+  }
+  EXPECT_FALSE(SolverIsRunning());
+  EXPECT_EQ(context.iteration, 0);
+  EXPECT_FALSE(context.storesReady);
+
+  // calc_results ignores the failure: the starved node plays its default.
+  ResultsRecord record = CalcResults(context);
+  EXPECT_NEAR(record.evOop + record.evIp, 0.0, 1e-4);
+  EXPECT_GE(record.exploitability, -1e-4);
+
+  // With memory back, the same tree solves.
+  BuildTree();
+  CurrentCommand = "go";
+  CmdGo({"go", "3", "steps"});
+  WaitForSolver();
+  EXPECT_EQ(Context().iteration, 3);  // a step limit counts from where the run starts
+}
+
+}  // namespace
