@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "analysis/analysis_commands.h"
 #include "eval/eval_commands.h"
 #include "setup/setup_commands.h"
 #include "shell/shell_commands.h"
@@ -40,7 +41,20 @@ const CommandEntry CommandTable[] = {
     {"show_node", CmdShowNode, 2},
     {"show_children", CmdShowChildren, 2},
     {"show_all_lines", CmdShowAllLines, 1},
+    {"show_strategy", CmdShowStrategy, 2},
+    {"show_strategy_pp", CmdShowStrategyPp, 2},
+    {"show_locked_combos", CmdShowLockedCombos, 2},
+    {"show_range", CmdShowRange, -1},
+    {"show_probs", CmdShowProbs, 2},
     {"calc_results", CmdCalcResults, 1},
+    {"calc_ev", CmdCalcEv, 3},
+    {"calc_ev_pp", CmdCalcEvPp, 3},
+    {"calc_ev_line", CmdCalcEvLine, 3},
+    {"calc_line_freq", CmdCalcLineFreq, 2},
+    {"calc_global_freq", CmdCalcGlobalFreq, 2},
+    {"calc_eq", CmdCalcEq, 2},
+    {"calc_eq_pp", CmdCalcEqPp, 2},
+    {"calc_eq_node", CmdCalcEqNode, 3},
     {"stdoutredi", CmdStdoutRedi, 2},
     {"stdoutredi_append", CmdStdoutRediAppend, 2},
     {"stdoutback", CmdStdoutBack, 1},

@@ -11,6 +11,7 @@
 #include "eval/rule_settings.h"
 #include "setup/settings.h"
 #include "solver/jobs.h"
+#include "solver/node_query.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
@@ -38,10 +39,12 @@ void AccumulateReachSum(const SolverContext& context, ChanceRecord* record, cons
 }
 
 // On a tree whose later streets are forgotten, evaluation takes the values
-// that the last complete evaluation stored at the deal point.
+// that the last complete evaluation stored at the deal point; so does a
+// query above the forgotten streets.
 bool TakeStoredValues(TraversalFrame& f, ChanceRecord* record, int32_t hands) {
   const SolverContext& context = *f.context;
-  if (!record || context.mode != EvaluateMode || !(context.flags & IncompleteTreeFlag)) return false;
+  if (!record || !(context.flags & IncompleteTreeFlag)) return false;
+  if (context.mode != EvaluateMode && !(context.mode == QueryMode && QueryTakesStoredValues(context))) return false;
   vecops::Copy(f.valueA, record->storedValueA[context.traverser]);
   vecops::Copy(f.valueB, record->storedValueB[context.traverser]);
   f.valueA.count = f.valueB.count = hands;

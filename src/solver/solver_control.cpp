@@ -4,18 +4,19 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "shell/output.h"
+
 SolverContext* GlobalContext = nullptr;
 
 namespace {
 
-// Running is the thread handle: set by go, cleared just before the
-// "SOLVER: stopped" line. Active lasts until that line is out, so that
-// wait_for_solver returns only after it; both change under RunMutex, which
-// also orders a waiter's check against the final signal.
+// Running stands for the thread handle: set by go, cleared with the
+// "SOLVER: stopped" line. It changes only under RunMutex, which PrintNow's
+// output mutex may nest inside, never the reverse.
 std::mutex RunMutex;
 std::condition_variable RunEnded;
 bool Running = false;
-bool Active = false;
+// Read by the solver thread once per iteration, without the mutex.
 std::atomic<bool> StopRequested{false};
 
 }  // namespace
@@ -36,27 +37,21 @@ bool SolverStopRequested() { return StopRequested; }
 
 void WaitForSolver() {
   std::unique_lock<std::mutex> lock(RunMutex);
-  RunEnded.wait(lock, [] { return !Active; });
+  RunEnded.wait(lock, [] { return !Running; });
 }
 
 void MarkSolverStarted() {
   std::lock_guard<std::mutex> lock(RunMutex);
   Running = true;
-  Active = true;
-}
-
-void MarkSolverStopping() {
-  std::lock_guard<std::mutex> lock(RunMutex);
-  Running = false;
   StopRequested = false;
 }
 
-void MarkSolverFinished() {
+void MarkSolverFinished(const char* reason) {
   {
     std::lock_guard<std::mutex> lock(RunMutex);
     Running = false;
-    Active = false;
     StopRequested = false;
+    PrintNow("SOLVER: stopped (%s)\n", reason);
   }
   RunEnded.notify_all();
 }

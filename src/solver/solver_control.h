@@ -3,9 +3,10 @@
 //
 // The solver driver owns the thread and reports its start and end here;
 // the shell's commands (wait_for_solver, take_a_break, the solver gate)
-// ask only through these calls. A waiter registers under the mutex before
-// it looks at the running flag, so the end of a run can never slip between
-// its look and its wait.
+// ask only through these calls. One mutex orders a waiter's look at the
+// running flag, its wait, and the end of a run; the run's last line is
+// printed under it too, so whoever sees the solver idle knows the line is
+// out, and a new run can't start, or read as over, in between.
 #pragma once
 
 struct SolverContext;
@@ -21,9 +22,8 @@ bool SolverStopRequested();
 // Blocks until no run is going on; returns at once if none is.
 void WaitForSolver();
 
-// Called by the solver driver: at the start of a run; when the handle is
-// given up, just before the "SOLVER: stopped" line; after that line, which
-// wakes the waiters.
+// Called by the solver driver: at the start of a run (from the thread that
+// starts it), and as the run's last act: prints "SOLVER: stopped (reason)",
+// clears the stop request and the running flag, and wakes the waiters.
 void MarkSolverStarted();
-void MarkSolverStopping();
-void MarkSolverFinished();
+void MarkSolverFinished(const char* reason);

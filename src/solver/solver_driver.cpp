@@ -4,8 +4,10 @@
 #include <sys/resource.h>
 #include <time.h>
 
+#include <atomic>
 #include <cstdio>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -23,8 +25,11 @@ std::mutex HistoryMutex;
 std::vector<ResultsRecord> History;
 size_t PrintedCount = 0;
 int32_t PrintedIteration = -1;
-double PublishedCpuSeconds = 0.0;
+// Written by the solver thread before each report; read by the printer,
+// which may run on another thread in principle.
+std::atomic<double> PublishedCpuSeconds{0.0};
 
+// Set by StartSolver before the thread exists, read by the thread only.
 uint32_t RunLimit = 0;
 bool LimitInSteps = false;
 
@@ -34,6 +39,7 @@ int64_t NowNanoseconds() {
   return int64_t(now.tv_sec) * 1000000000 + now.tv_nsec;
 }
 
+// Kernel plus user time of the whole process, every thread of it.
 double ProcessCpuSeconds() {
   rusage usage;
   getrusage(RUSAGE_SELF, &usage);
@@ -44,50 +50,13 @@ double ProcessCpuSeconds() {
 int PeakWorkingSetMegabytes() {
   rusage usage;
   getrusage(RUSAGE_SELF, &usage);
-  return int(usage.ru_maxrss >> 10);  // KiB on Linux
+  return int(usage.ru_maxrss >> 10);  // Linux counts it in KiB
 }
 
 std::string FormatF(double value) {
   char text[64];
   std::snprintf(text, sizeof text, "%f", value);
   return text;
-}
-
-// The SOLVER: block of one measurement, printed whole by the solver thread.
-void PrintTimedResults(const ResultsRecord& record) {
-  const double h = TotalPot() * 0.5;
-  if (CompactMessages)
-    PrintNow(
-        "SOLVER: running time: %.3f EV OOP: %.3f EV IP: %.3f OOP's MES: %.3f IP's MES: %.3f Exploitable for: "
-        "%.3f\n",
-        record.seconds, h + record.evOop, h + record.evIp, h + record.mesOop, h + record.mesIp,
-        record.exploitability);
-  else
-    PrintNow(
-        "SOLVER:\nrunning time: %.3f\nEV OOP: %.3f\nEV IP: %.3f\nOOP's MES: %.3f\nIP's MES: %.3f\nExploitable for: "
-        "%.3f\nEND\n",
-        record.seconds, h + record.evOop, h + record.evIp, h + record.mesOop, h + record.mesIp,
-        record.exploitability);
-  Variables.Set("running_time", FormatF(record.seconds));
-  if (Verbosity > 0) {
-    int peak = PeakWorkingSetMegabytes();
-    Variables.Set("cpu_time", FormatF(PublishedCpuSeconds));
-    Variables.Set("peak_working_set", std::to_string(peak));
-    PrintNow("[%d iterations | cpu time %.1fs | peak working set %d MB]\n", record.iteration, PublishedCpuSeconds,
-             peak);
-  }
-}
-
-void PrintLatestResults() {
-  ResultsRecord latest;
-  {
-    std::lock_guard<std::mutex> lock(HistoryMutex);
-    if (History.size() <= PrintedCount) return;
-    PrintedCount = History.size();
-    latest = History.back();
-    PrintedIteration = latest.iteration;
-  }
-  PrintTimedResults(latest);
 }
 
 void SolverMain(SolverContext* context) {
@@ -101,14 +70,16 @@ void SolverMain(SolverContext* context) {
   const char* reason = "requested";
 
   while (!SolverStopRequested()) {
+    // The cap stops a run as a stop request would, and says so.
     if (context->iteration >= context->iterationCap) break;
-    // Applied every iteration, so that set_threads works during a run.
+    // Takes effect at the next parallel region, so set_threads works
+    // during a run.
     omp_set_num_threads(SolverThreadCount());
     RunIteration(*context);
     if (UiNotifications) PrintNow("#iterations %d\n", context->iteration);
 
     const int period = MeasurementPeriod;
-    int64_t now = NowNanoseconds();
+    const int64_t now = NowNanoseconds();
     if (period > 0 && context->iteration % period == 0 && (now - lastMeasure) / 1000000 >= minGapMs) {
       lastMeasure = now;
       ResultsRecord record = MeasureResults(*context);
@@ -130,18 +101,56 @@ void SolverMain(SolverContext* context) {
         reason = "required number of steps done";
         break;
       }
-    } else if (RunLimit > 0 && (NowNanoseconds() - startTime) / 1000000000 >= int64_t(RunLimit)) {
+    } else if (RunLimit > 0 && (now - startTime) / 1000000000 >= int64_t(RunLimit)) {
       reason = "timeout reached";
       break;
     }
   }
-
-  MarkSolverStopping();
-  PrintNow("SOLVER: stopped (%s)\n", reason);
-  MarkSolverFinished();
+  MarkSolverFinished(reason);
 }
 
 }  // namespace
+
+void PrintResults(const ResultsRecord& record, bool withTime) {
+  const double h = TotalPot() * 0.5;
+  const double evOop = h + record.evOop, evIp = h + record.evIp;
+  const double mesOop = h + record.mesOop, mesIp = h + record.mesIp;
+  if (!withTime) {
+    PrintReply("EV OOP: %.3f\nEV IP: %.3f\nOOP's MES: %.3f\nIP's MES: %.3f\nExploitable for: %.3f\nEND\n", evOop, evIp,
+               mesOop, mesIp, record.exploitability);
+    return;
+  }
+  if (CompactMessages)
+    PrintNow(
+        "SOLVER: running time: %.3f EV OOP: %.3f EV IP: %.3f OOP's MES: %.3f IP's MES: %.3f Exploitable for: "
+        "%.3f\n",
+        record.seconds, evOop, evIp, mesOop, mesIp, record.exploitability);
+  else
+    PrintNow(
+        "SOLVER:\nrunning time: %.3f\nEV OOP: %.3f\nEV IP: %.3f\nOOP's MES: %.3f\nIP's MES: %.3f\nExploitable for: "
+        "%.3f\nEND\n",
+        record.seconds, evOop, evIp, mesOop, mesIp, record.exploitability);
+  Variables.Set("running_time", FormatF(record.seconds));
+  if (Verbosity > 0) {
+    const double cpuSeconds = PublishedCpuSeconds;
+    const int peak = PeakWorkingSetMegabytes();
+    Variables.Set("cpu_time", FormatF(cpuSeconds));
+    Variables.Set("peak_working_set", std::to_string(peak));
+    PrintNow("[%d iterations | cpu time %.1fs | peak working set %d MB]\n", record.iteration, cpuSeconds, peak);
+  }
+}
+
+void PrintLatestResults() {
+  ResultsRecord latest;
+  {
+    std::lock_guard<std::mutex> lock(HistoryMutex);
+    if (History.size() <= PrintedCount) return;
+    PrintedCount = History.size();
+    latest = History.back();
+    PrintedIteration = latest.iteration;
+  }
+  PrintResults(latest, true);
+}
 
 void ClearSolverHistory() {
   std::lock_guard<std::mutex> lock(HistoryMutex);
@@ -160,7 +169,7 @@ bool AllocateStores(SolverContext& context, bool stopAtFailure) {
   bool allDone = true;
   for (TreeNode& node : context.nodes) {
     if (!node.store0 || node.storesAllocated) continue;
-    bool ok = node.store0->Allocate() && (!node.store1 || node.store1->Allocate());
+    const bool ok = node.store0->Allocate() && (!node.store1 || node.store1->Allocate());
     if (ok) {
       node.storesAllocated = 1;
     } else {
@@ -186,8 +195,8 @@ bool StartSolver(uint32_t limit, bool inSteps) {
 
 ResultsRecord MeasureResults(SolverContext& context) {
   ResultsRecord record;
-  PassValues oop = RunPass(context, 0, EvaluateMode);
-  PassValues ip = RunPass(context, 1, EvaluateMode);
+  const PassValues oop = RunPass(context, 0, EvaluateMode);
+  const PassValues ip = RunPass(context, 1, EvaluateMode);
   record.iteration = context.iteration;
   record.evOop = oop.value;
   record.mesOop = oop.bestResponse;
@@ -201,6 +210,8 @@ ResultsRecord CalcResults(SolverContext& context) {
   // A store without memory reads as the fallback strategy, so a failure
   // here still gives an answer.
   AllocateStores(context, false);
+  // Only a tree with forgotten streets keeps its results: evaluating it
+  // again would see only part of the game.
   if (!(context.flags & IncompleteTreeFlag)) context.resultsIteration = -1;
   ResultsRecord record;
   if (context.iteration == context.resultsIteration) {

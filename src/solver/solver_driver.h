@@ -5,12 +5,17 @@
 // prints its progress in SOLVER: blocks. The thread is detached: nothing
 // joins it, and it reads as gone once "SOLVER: stopped" is out. Between
 // its passes the pass mutex is free, so commands keep answering.
+// Measurements cost two full walks, so they wait for a multiple of the
+// measurement period and keep 250 ms apart (500 ms once the run is past
+// four periods), however short the period is set.
 #pragma once
 
 #include <cstdint>
 
 struct SolverContext;
 
+// One measurement. EV and MES are raw: counted from the half-way split of
+// the pot; the printers add half the pot.
 struct ResultsRecord {
   int32_t iteration = 0;
   double seconds = 0.0;
@@ -22,11 +27,20 @@ struct ResultsRecord {
 // nodes done so far stay allocated. storesReady is set when none failed.
 bool AllocateStores(SolverContext& context, bool stopAtFailure);
 // False if a run is going on, the tree is incomplete, or memory fails.
+// A limit of 0 seconds means no limit; 0 steps still runs one iteration.
 bool StartSolver(uint32_t limit, bool inSteps);
 // Both evaluate passes: EV and MES of each player at the root, raw values.
 ResultsRecord MeasureResults(SolverContext& context);
 // The cached or freshly measured results of calc_results.
 ResultsRecord CalcResults(SolverContext& context);
+
+// withTime: the solver thread's report, printed at once (one line under
+// --compactmsg), which also sets running_time and, when verbose, cpu_time,
+// peak_working_set and the iterations line. Without: calc_results' reply.
+void PrintResults(const ResultsRecord& record, bool withTime);
+// Prints the newest measurement if it hasn't been printed yet.
+void PrintLatestResults();
 // Forgets the measurements of the last run; a rebuild of the stores calls it.
 void ClearSolverHistory();
+// Makes PrintLatestResults count from nothing; go calls it.
 void ResetPrintedResults();

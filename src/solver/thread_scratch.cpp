@@ -27,16 +27,22 @@ static_assert(sizeof(BlockHeader) == 32);
 BlockHeader* HeaderOf(float* data) { return reinterpret_cast<BlockHeader*>(reinterpret_cast<char*>(data) - 32); }
 float* DataOf(BlockHeader* header) { return reinterpret_cast<float*>(reinterpret_cast<char*>(header) + 32); }
 
-std::vector<BlockPool*> registry;
+// Never destroyed: the OpenMP workers of a finished solver thread may end
+// after the process's exit handlers have run, and they unregister their
+// pools from their thread-local destructors.
+std::vector<BlockPool*>& Registry() {
+  static auto* registry = new std::vector<BlockPool*>;
+  return *registry;
+}
 
 void Register(BlockPool* pool) {
   std::lock_guard<std::mutex> lock(ScratchRegistryMutex);
-  registry.push_back(pool);
+  Registry().push_back(pool);
 }
 
 void Unregister(BlockPool* pool) {
   std::lock_guard<std::mutex> lock(ScratchRegistryMutex);
-  registry.erase(std::remove(registry.begin(), registry.end(), pool), registry.end());
+  std::erase(Registry(), pool);
 }
 
 // Owns the thread's pool; a thread that ends takes its pool out of the
@@ -110,5 +116,5 @@ void ReleasePooledBlock(float* data) {
 
 void DrainAllScratch() {
   std::lock_guard<std::mutex> lock(ScratchRegistryMutex);
-  for (BlockPool* pool : registry) pool->Drain();
+  for (BlockPool* pool : Registry()) pool->Drain();
 }

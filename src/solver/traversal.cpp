@@ -5,6 +5,7 @@
 #include "solver/jobs.h"
 #include "solver/kernels/fold_kernel.h"
 #include "solver/kernels/showdown_kernel.h"
+#include "solver/node_query.h"
 #include "solver/strategy_rules.h"
 #include "solver/thread_scratch.h"
 #include "solver/traversal_steps.h"
@@ -73,21 +74,19 @@ void Traverse(TraversalFrame& f) {
   }
   if (node.street >= 2 && f.turn < 0) {
     TurnChance(f);
-    return;
-  }
-  if (node.street == 3 && f.river < 0) {
+  } else if (node.street == 3 && f.river < 0) {
     if (context.rootStreet == 1)
       RiverChanceInline(f);
     else
       RiverChance(f);
-    return;
-  }
-  if (node.kind != DecisionNode)
+  } else if (node.kind != DecisionNode) {
     EndNode(f);
-  else if (node.player == context.traverser)
+  } else if (node.player == context.traverser) {
     DecisionOwn(f);
-  else
+  } else {
     DecisionOpponent(f);
+  }
+  if (context.mode == QueryMode && context.nodeQuery && context.phase != DescendPhase) CaptureQuery(f);
 }
 
 PassValues RunPass(SolverContext& context, int player, int mode) {

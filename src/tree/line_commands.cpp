@@ -18,11 +18,15 @@
 
 namespace {
 
+constexpr double MaxLineAmount = 1e9;
+
 void MergeLine(const Tokens& tokens, bool force) {
   LineCursor line = StartLine();
   for (size_t t = 1; t < tokens.size(); ++t) {
     const double amount = std::floor(ParseDouble(tokens[t]));
-    if (!MergeStep(line, amount, force)) ThrowBadArguments(tokens);
+    // Chip totals beyond a billion are no stack anyone plays, and would not
+    // survive the conversions to whole numbers that stacks and paths make.
+    if (!(amount <= MaxLineAmount) || !MergeStep(line, amount, force)) ThrowBadArguments(tokens);
   }
   ReplyOk(tokens);
 }

@@ -1,0 +1,342 @@
+#include "analysis/node_ev.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "analysis/deal_indexes.h"
+#include "eval/rule_settings.h"
+#include "setup/board.h"
+#include "setup/cards.h"
+#include "shell/command_error.h"
+#include "solver/jobs.h"
+#include "solver/node_query.h"
+#include "solver/solver_context.h"
+#include "solver/solver_control.h"
+#include "solver/solver_driver.h"
+#include "solver/strategy_rules.h"
+#include "solver/thread_scratch.h"
+#include "solver/traversal.h"
+#include "solver/traversal_steps.h"
+#include "tree/isomorphism.h"
+
+namespace {
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+
+// Node indexes from the root down to the target.
+std::vector<int> LineFromRoot(const SolverContext& context, int nodeIndex) {
+  std::vector<int> line;
+  for (int n = nodeIndex; n >= 0; n = context.nodes[size_t(n)].parent) line.push_back(n);
+  std::reverse(line.begin(), line.end());
+  return line;
+}
+
+// The highest river node on the line, the target included: its subtree
+// holds every river row the query reads. -1 if the line has none.
+int TopRiverNode(const SolverContext& context, const std::vector<int>& line) {
+  for (int n : line)
+    if (context.nodes[size_t(n)].street == 3) return n;
+  return -1;
+}
+
+template <class Fn>
+void ForSubtreeStores(SolverContext& context, TreeNode& node, Fn fn) {
+  if (node.kind != DecisionNode) return;
+  if (node.store0) fn(*node.store0);
+  if (node.store1) fn(*node.store1);
+  for (int32_t child : node.children) ForSubtreeStores(context, context.nodes[size_t(child)], fn);
+}
+
+// River rows of a flop tree are unpacked per turn. The walk below a river
+// target does not pass the river deal that would open them, so the query
+// opens them itself; the pass mutex keeps every pass out meanwhile, and
+// nothing is written back.
+class OpenRiverRows {
+ public:
+  OpenRiverRows(SolverContext& context, int topNode, int turn) : context_(context), top_(topNode), turn_(turn) {
+    if (top_ < 0 || turn_ < 0) return;
+    ForSubtreeStores(context_, context_.nodes[size_t(top_)],
+                     [this](StrategyStore& store) { store.OpenGroup(nullptr, turn_, store.EntryCount(turn_)); });
+  }
+  ~OpenRiverRows() {
+    if (top_ < 0 || turn_ < 0) return;
+    ForSubtreeStores(context_, context_.nodes[size_t(top_)],
+                     [this](StrategyStore& store) { store.CloseGroup(nullptr, turn_, false); });
+  }
+  OpenRiverRows(const OpenRiverRows&) = delete;
+  OpenRiverRows& operator=(const OpenRiverRows&) = delete;
+
+ private:
+  SolverContext& context_;
+  int top_;
+  int turn_;
+};
+
+// The river rows a query of this target on this turn must open itself, or
+// -1: only a flop tree packs them per turn, and a target before its river
+// card reaches them through the river deal, which opens them.
+int RowsToOpen(const SolverContext& context, const std::vector<int>& line, int river) {
+  if (context.rootStreet != 1 || river < 0) return -1;
+  return TopRiverNode(context, line);
+}
+
+// A decision above the target on a street whose card isn't given has no
+// board to read its strategy on.
+void CheckLineHasCards(const SolverContext& context, const std::vector<int>& line, int turn, int river) {
+  for (size_t k = 0; k + 1 < line.size(); ++k) {
+    const int street = context.nodes[size_t(line[k])].street;
+    if ((street >= 2 && turn < 0) || (street == 3 && river < 0)) ThrowCommandError("incorrect path");
+  }
+}
+
+void GatherInto(std::vector<float>& reach, const std::vector<uint16_t>& index) {
+  std::vector<float> gathered(index.size());
+  for (size_t i = 0; i < index.size(); ++i) gathered[i] = reach[index[i]];
+  reach.swap(gathered);
+}
+
+// A query's result on the hand list of the board it ended on.
+struct Captured {
+  int turn = -1;
+  int river = -1;
+  std::vector<float> ev;
+  std::vector<float> matchups;
+};
+
+void FillFrame(TraversalFrame& frame, SolverContext& context, TreeNode& node, int turn, int river,
+               const std::vector<float>& reachA, const std::vector<float>& reachB) {
+  frame.context = &context;
+  frame.node = &node;
+  frame.turn = turn;
+  frame.river = river;
+  ResizeVector(frame.reachA, int32_t(reachA.size()), true);
+  std::copy(reachA.begin(), reachA.end(), frame.reachA.data);
+  ResizeVector(frame.reachB, int32_t(reachB.size()), true);
+  std::copy(reachB.begin(), reachB.end(), frame.reachB.data);
+}
+
+// The reach walk and the query pass for one deal (tree indexes). The pass
+// mutex is held, the stores have memory and the river rows are open.
+Captured QueryPass(SolverContext& context, int player, const std::vector<int>& line, int dealTurn, int dealRiver) {
+  const BoardTree& boards = *context.boardTree;
+  // Root weights as they stand; each decision multiplies its player's
+  // reach by the average strategy of the action taken; the first node of
+  // a street takes both reaches onto the dealt board.
+  std::vector<float> reach[2] = {context.rootWeights[0], context.rootWeights[1]};
+  int turn = context.rootTurn, river = context.rootRiver;
+  std::vector<FloatVec> rows;
+  for (size_t k = 0; k < line.size(); ++k) {
+    TreeNode& node = context.nodes[size_t(line[k])];
+    if (node.street >= 2 && turn < 0 && dealTurn >= 0) {
+      turn = dealTurn;
+      for (auto& r : reach) GatherInto(r, boards.turns[size_t(turn)].parentIndex[0]);
+    }
+    if (node.street == 3 && river < 0 && dealRiver >= 0 && turn >= 0) {
+      river = dealRiver;
+      for (auto& r : reach) GatherInto(r, boards.turns[size_t(turn)].rivers[size_t(river)].parentIndex[0]);
+    }
+    if (k + 1 == line.size()) break;
+    const auto& children = node.children;
+    const int action = int(std::find(children.begin(), children.end(), line[k + 1]) - children.begin());
+    const int32_t hands = int32_t(reach[0].size());
+    rows.resize(size_t(node.ActionCount()));
+    AverageStrategy(context, node, turn, river, hands, rows.data());
+    std::vector<float>& acting = reach[size_t(node.player)];
+    const float* row = rows[size_t(action)].data;
+    if (row)
+      for (int32_t h = 0; h < hands; ++h) acting[size_t(h)] *= row[h];
+    else
+      std::fill(acting.begin(), acting.end(), 0.0f);
+  }
+  rows.clear();
+
+  TreeNode& target = context.nodes[size_t(line.back())];
+  NodeQuery query;
+  query.node = &target;
+  query.turn = turn;
+  query.river = river;
+  context.mode = QueryMode;
+  context.traverser = player;
+  context.nodeQuery = &query;
+  EnsureThreadScratch(context);
+  {
+    PoolScope pool(OwnPool());
+    const std::vector<float>& reachOpp = reach[size_t(player ^ 1)];
+    const std::vector<float>& reachSelf = reach[size_t(player)];
+    // Jobs come only from a first deal below the target: a turn on a flop
+    // tree, a river on a turn tree.
+    const bool deals = (turn < 0 && context.rootStreet == 1) || (river < 0 && context.rootStreet == 2);
+    if (deals) {
+      context.phase = DescendPhase;
+      TraversalFrame descend;
+      FillFrame(descend, context, target, turn, river, reachOpp, reachSelf);
+      Traverse(descend);
+    }
+    context.phase = JobsPhase;
+    RunJobs(context);
+    context.phase = AscendPhase;
+    StartJobResults();
+    {
+      TraversalFrame ascend;
+      FillFrame(ascend, context, target, turn, river, reachOpp, reachSelf);
+      Traverse(ascend);
+    }
+    ClearJobs();
+    context.phase = DescendPhase;
+  }
+  context.nodeQuery = nullptr;
+
+  Captured result;
+  result.turn = turn;
+  result.river = river;
+  const int32_t hands = ListHandCount(context, turn, river);
+  result.ev.assign(size_t(hands), 0.0f);
+  result.matchups.assign(size_t(hands), 0.0f);
+  if (query.captured) {
+    std::copy(query.ev.data, query.ev.data + hands, result.ev.begin());
+    std::copy(query.matchups.data, query.matchups.data + hands, result.matchups.begin());
+  }
+  return result;
+}
+
+// From the hand list onto 1326 combos in the client's suits.
+void Spread(const SolverContext& context, const Captured& captured, const DealIndexes& deal, double* outEv,
+            double* outMatchups) {
+  const BoardNode* list = ListNode(context, captured.turn, captured.river);
+  const std::vector<uint16_t>& comboToHand = list ? list->comboToHand : context.boardTree->comboToHand;
+  std::vector<float> ev(HandCount, float(NaN)), matchups(HandCount, float(NaN));
+  for (int c = 0; c < HandCount; ++c) {
+    const uint16_t h = comboToHand[size_t(c)];
+    if (h == NoHand) continue;
+    ev[size_t(c)] = captured.ev[h];
+    matchups[size_t(c)] = captured.matchups[h];
+  }
+  if (context.flags & IsomorphismOnFlag) {
+    UnpermuteValues(context.clientFlop, deal.turnMask, deal.riverMask, outEv, ev.data());
+    UnpermuteValues(context.clientFlop, deal.turnMask, deal.riverMask, outMatchups, matchups.data());
+  } else {
+    std::copy(ev.begin(), ev.end(), outEv);
+    std::copy(matchups.begin(), matchups.end(), outMatchups);
+  }
+}
+
+// Hands the player's range as set leaves out are not his to value.
+void BlankUnplayedHands(const SolverContext& context, int player, double* ev, double* matchups) {
+  const std::vector<double>& range = context.comboWeights[size_t(player)];
+  if (range.size() != size_t(HandCount)) return;
+  for (int c = 0; c < HandCount; ++c)
+    if (range[size_t(c)] == 0.0) ev[c] = matchups[c] = NaN;
+}
+
+// On a tree with forgotten streets the query copies the values the last
+// evaluation stored at the deal points, so that evaluation must be of the
+// current iteration. A complete tree stores nothing the query reads.
+void RefreshStoredValues(SolverContext& context) {
+  if ((context.flags & IncompleteTreeFlag) && context.resultsIteration != context.iteration) CalcResults(context);
+}
+
+// The tree's index of the turn and river a deal names, the tree's own
+// cards where the tree starts later.
+std::pair<int, int> TreeDeal(const SolverContext& context, const DealIndexes& deal) {
+  return {deal.turn >= 0 ? deal.turn : context.rootTurn, deal.river >= 0 ? deal.river : context.rootRiver};
+}
+
+// Cards that can come on a later street: not on the built board, not
+// below the deck's low card, not already dealt.
+std::vector<int> DealableCards(CardMask dealt) {
+  std::vector<int> cards;
+  const CardMask board = TreeBoard.All() | dealt;
+  for (int c = 0; c < 52; ++c)
+    if (!(board & CardBit(c)) && RankOf(c) >= lowCard) cards.push_back(c);
+  return cards;
+}
+
+}  // namespace
+
+void NodeEv(int player, int nodeIndex, int turnCard, int riverCard, double* outEv, double* outMatchups) {
+  SolverContext& context = *GlobalContext;
+  std::fill(outEv, outEv + HandCount, NaN);
+  std::fill(outMatchups, outMatchups + HandCount, NaN);
+  const std::vector<int> line = LineFromRoot(context, nodeIndex);
+  const DealIndexes deal = FindDeal(context, turnCard, riverCard);
+  if (deal.unknownCard) return;
+  const auto [turn, river] = TreeDeal(context, deal);
+  CheckLineHasCards(context, line, turn, river);
+  RefreshStoredValues(context);
+
+  std::lock_guard<std::mutex> passLock(PassMutex);
+  // A store without memory reads as the uniform strategy, so a failure
+  // here still gives an answer.
+  AllocateStores(context, false);
+  Captured captured;
+  {
+    OpenRiverRows rowsOpen(context, RowsToOpen(context, line, river), turn);
+    captured = QueryPass(context, player, line, turn, river);
+  }
+  Spread(context, captured, deal, outEv, outMatchups);
+  BlankUnplayedHands(context, player, outEv, outMatchups);
+}
+
+void NodeEvOverDeals(int player, int nodeIndex, int turnCard, int riverCard, double* outEv, double* outMatchups) {
+  SolverContext& context = *GlobalContext;
+  const std::vector<int> line = LineFromRoot(context, nodeIndex);
+  const int street = context.nodes[size_t(nodeIndex)].street;
+  std::vector<int> turns = {turnCard};
+  if (turnCard < 0 && street >= 2 && context.rootStreet == 1) turns = DealableCards(0);
+  const bool dealRivers = riverCard < 0 && street == 3 && context.rootStreet <= 2;
+
+  RefreshStoredValues(context);
+  std::vector<double> weighted(HandCount, 0.0), total(HandCount, 0.0), plain(HandCount, 0.0);
+  std::vector<int> seen(HandCount, 0);
+  std::vector<double> ev(HandCount), matchups(HandCount);
+  {
+    std::lock_guard<std::mutex> passLock(PassMutex);
+    AllocateStores(context, false);
+    // Deals that suit isomorphism maps onto the same entries walk once.
+    std::map<std::pair<int, int>, Captured> walked;
+    for (int turnPick : turns) {
+      const CardMask turnMask = turnPick >= 0 ? CardBit(turnPick) : 0;
+      std::vector<int> rivers = {riverCard};
+      if (dealRivers) rivers = DealableCards(turnMask);
+      const DealIndexes turnDeal = FindDeal(context, turnPick, -1);
+      if (turnDeal.unknownCard) continue;
+      const int treeTurn = TreeDeal(context, turnDeal).first;
+      const int openRiver = rivers.front() >= 0 ? 0 : -1;
+      OpenRiverRows rowsOpen(context, RowsToOpen(context, line, openRiver), treeTurn);
+      for (int riverPick : rivers) {
+        const DealIndexes deal = FindDeal(context, turnPick, riverPick);
+        if (deal.unknownCard) continue;
+        const std::pair<int, int> key = TreeDeal(context, deal);
+        CheckLineHasCards(context, line, key.first, key.second);
+        auto found = walked.find(key);
+        if (found == walked.end())
+          found = walked.emplace(key, QueryPass(context, player, line, key.first, key.second)).first;
+        Spread(context, found->second, deal, ev.data(), matchups.data());
+        for (int c = 0; c < HandCount; ++c) {
+          if (std::isnan(ev[size_t(c)])) continue;
+          seen[size_t(c)] += 1;
+          plain[size_t(c)] += ev[size_t(c)];
+          weighted[size_t(c)] += matchups[size_t(c)] * ev[size_t(c)];
+          total[size_t(c)] += matchups[size_t(c)];
+        }
+      }
+    }
+  }
+  for (int c = 0; c < HandCount; ++c) {
+    if (!seen[size_t(c)]) {
+      outEv[c] = outMatchups[c] = NaN;
+      continue;
+    }
+    // A hand the player never brings down the line has no weight to
+    // average by; every deal then counts alike, so that a line of one
+    // deal answers as that place does.
+    outEv[c] = total[size_t(c)] > 0.0 ? weighted[size_t(c)] / total[size_t(c)] : plain[size_t(c)] / seen[size_t(c)];
+    outMatchups[c] = total[size_t(c)];
+  }
+  BlankUnplayedHands(context, player, outEv, outMatchups);
+}

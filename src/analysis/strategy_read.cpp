@@ -1,0 +1,258 @@
+#include "analysis/strategy_read.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <mutex>
+
+#include "analysis/deal_indexes.h"
+#include "analysis/equity_pass.h"
+#include "analysis/strategy_rows.h"
+#include "setup/cards.h"
+#include "shell/command_error.h"
+#include "solver/float_vec.h"
+#include "solver/solver_context.h"
+#include "solver/solver_control.h"
+#include "solver/solver_driver.h"
+#include "solver/strategy_rules.h"
+#include "solver/traversal.h"
+#include "tree/isomorphism.h"
+#include "tree/node_path.h"
+
+namespace {
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+
+// The first node of the node's turn subtree: its deal mutexes guard the
+// river rows of each turn.
+TreeNode* FirstTurnNode(SolverContext& context, TreeNode* node) {
+  while (node->parent >= 0 && context.nodes[size_t(node->parent)].street >= 2)
+    node = &context.nodes[size_t(node->parent)];
+  return node;
+}
+
+TreeNode* FirstRiverNode(SolverContext& context, TreeNode* node) {
+  while (node->parent >= 0 && context.nodes[size_t(node->parent)].street == 3)
+    node = &context.nodes[size_t(node->parent)];
+  return node;
+}
+
+template <class Fn>
+void ForSubtreeStores(SolverContext& context, TreeNode& node, Fn fn) {
+  if (node.kind != DecisionNode) return;
+  if (node.store0) fn(*node.store0);
+  if (node.store1) fn(*node.store1);
+  for (int32_t child : node.children) ForSubtreeStores(context, context.nodes[size_t(child)], fn);
+}
+
+// Which BoardTree entries a node reads on the deal: a flop node reads the
+// root list whatever cards the path named after it.
+DealIndexes NodeDeal(const SolverContext& context, const TreeNode& node, int turnCard, int riverCard) {
+  DealIndexes deal = FindDeal(context, node.street >= 2 ? turnCard : -1, node.street >= 3 ? riverCard : -1);
+  if (context.rootTurn >= 0) deal.turn = context.rootTurn;
+  if (context.rootRiver >= 0) deal.river = context.rootRiver;
+  return deal;
+}
+
+bool DealComplete(const SolverContext& context, const TreeNode& node, const DealIndexes& deal) {
+  if (deal.unknownCard) return false;
+  if (node.street >= 2 && context.rootStreet < 2 && deal.turn < 0) return false;
+  if (node.street >= 3 && context.rootStreet < 3 && deal.river < 0) return false;
+  return true;
+}
+
+// Scatters a row on the list in force to 1326 floats, not-a-number off
+// the list, and brings it to the client's suits.
+void ToClientCombos(const SolverContext& context, const DealIndexes& deal, const float* row, double* out) {
+  const BoardNode* list = DealListNode(context, deal);
+  const std::vector<uint16_t>& comboToHand = list ? list->comboToHand : context.boardTree->comboToHand;
+  const size_t hands = list ? list->handCards.size() : context.boardTree->handCards.size();
+  std::vector<float> byCombo(HandCount);
+  for (int c = 0; c < HandCount; ++c) {
+    const size_t h = comboToHand[size_t(c)];
+    byCombo[size_t(c)] = h < hands ? row[h] : float(NaN);
+  }
+  if (context.flags & IsomorphismOnFlag)
+    UnpermuteValues(context.clientFlop, deal.turnMask, deal.riverMask, out, byCombo.data());
+  else
+    std::copy(byCombo.begin(), byCombo.end(), out);
+}
+
+size_t ListSize(const SolverContext& context, const DealIndexes& deal) {
+  const BoardNode* list = DealListNode(context, deal);
+  return list ? list->handCards.size() : context.boardTree->handCards.size();
+}
+
+// The rows of a forgotten street come back on demand, solved for this
+// deal. Nothing forgets streets yet, so forgottenStreet stays below 0 and
+// this returns at once; the subgame solve goes here when it does.
+void RestoreForgottenStreet(const SolverContext& context, const TreeNode& node, const DealIndexes& deal) {
+  if (context.forgottenStreet < 0 || node.street < context.forgottenStreet) return;
+  const bool cardGiven = node.street == 3 ? deal.river >= 0 : node.street == 2 ? deal.turn >= 0 : false;
+  if (!cardGiven) return;
+  // Here the subgame from the top of the forgotten street is rebuilt and
+  // solved for this deal, once streets can be forgotten.
+}
+
+}  // namespace
+
+RiverRowsGuard::RiverRowsGuard(SolverContext& context, TreeNode& node, int turn)
+    : context_(context), turn_(turn) {
+  if (node.street != 3 || turn < 0) return;
+  TreeNode* turnNode = FirstTurnNode(context, &node);
+  // Without a table (a river tree) the pass mutex the query holds is the
+  // only guard there is.
+  if (turnNode->dealMutexes) {
+    mutex_ = &turnNode->dealMutexes[size_t(turn)];
+    mutex_->lock();
+  }
+  riverTop_ = FirstRiverNode(context, &node);
+  ForSubtreeStores(context, *riverTop_,
+                   [turn](StrategyStore& store) { store.OpenGroup(nullptr, turn, store.EntryCount(turn)); });
+}
+
+RiverRowsGuard::~RiverRowsGuard() {
+  if (riverTop_) {
+    const int turn = turn_;
+    ForSubtreeStores(context_, *riverTop_,
+                     [turn](StrategyStore& store) { store.CloseGroup(nullptr, turn, false); });
+  }
+  if (mutex_) mutex_->unlock();
+}
+
+void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector<std::vector<double>>& rows) {
+  SolverContext& context = *GlobalContext;
+  TreeNode& node = context.nodes[size_t(nodeIndex)];
+  const int actions = node.ActionCount();
+  rows.assign(size_t(actions), std::vector<double>(HandCount, NaN));
+  const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
+  if (!DealComplete(context, node, deal) || actions == 0) return;
+  RestoreForgottenStreet(context, node, deal);
+
+  std::lock_guard<std::mutex> passLock(PassMutex);
+  // A store without memory reads as the uniform strategy, so a failure
+  // here still gives an answer.
+  AllocateStores(context, false);
+  const int32_t hands = int32_t(ListSize(context, deal));
+  std::vector<FloatVec> read(static_cast<size_t>(actions));
+  {
+    RiverRowsGuard guard(context, node, deal.turn);
+    // The average starts late; before it has anything, the regret-matched
+    // strategy is the better answer.
+    if (context.iteration < 63) {
+      const FallbackRow fallback(actions, false);
+      CurrentStrategy(node, deal.turn, deal.river, hands, fallback.data(), read.data());
+    } else {
+      AverageStrategy(context, node, deal.turn, deal.river, hands, read.data());
+    }
+  }
+  const std::vector<double>& setRange = context.comboWeights[size_t(node.player)];
+  for (int a = 0; a < actions; ++a) {
+    ToClientCombos(context, deal, read[size_t(a)].data, rows[size_t(a)].data());
+    if (setRange.size() == size_t(HandCount))
+      for (int c = 0; c < HandCount; ++c)
+        if (setRange[size_t(c)] == 0.0) rows[size_t(a)][size_t(c)] = 0.0;
+  }
+  for (FloatVec& v : read) ReleaseVector(v);
+}
+
+void ReadStrategy(int nodeIndex, int action, int turnCard, int riverCard, double* out) {
+  std::vector<std::vector<double>> rows;
+  ReadAllStrategyRows(nodeIndex, turnCard, riverCard, rows);
+  if (action < 0 || size_t(action) >= rows.size()) {
+    std::fill(out, out + HandCount, NaN);
+    return;
+  }
+  std::copy(rows[size_t(action)].begin(), rows[size_t(action)].end(), out);
+}
+
+void ReadLockVector(int nodeIndex, int turnCard, int riverCard, double* out) {
+  SolverContext& context = *GlobalContext;
+  TreeNode& node = context.nodes[size_t(nodeIndex)];
+  std::fill(out, out + HandCount, NaN);
+  const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
+  if (!DealComplete(context, node, deal) || !node.store0) return;
+  std::lock_guard<std::mutex> passLock(PassMutex);
+  AllocateStores(context, false);
+  const size_t hands = ListSize(context, deal);
+  std::vector<float> row(hands, 0.0f);
+  {
+    RiverRowsGuard guard(context, node, deal.turn);
+    const LockRecord* lock = node.store0->GetLockRecord(deal.turn, deal.river);
+    if (lock && lock->handMask) {
+      const size_t n = std::min(hands, size_t(std::max(lock->handMaskSize, 0)));
+      for (size_t i = 0; i < n; ++i) row[i] = lock->handMask[i] ? 1.0f : 0.0f;
+    }
+  }
+  ToClientCombos(context, deal, row.data(), out);
+}
+
+bool PathHasItsBoard(const NodePath& path) {
+  if (!path.node || path.pendingDeal) return true;
+  const SolverContext& context = *GlobalContext;
+  const int street = StreetNumber(*path.node);
+  if (street >= 2 && context.rootStreet < 2 && path.turn < 0) return false;
+  if (street >= 3 && context.rootStreet < 3 && path.river < 0) return false;
+  return true;
+}
+
+void RangeAtPath(int player, const std::string& pathText, double* out) {
+  if (!TreeIsPresent()) ThrowCommandError("missing/incorrect tree");
+  const SolverContext& context = *GlobalContext;
+  const std::vector<double>& built = context.comboWeights[size_t(player)];
+  for (int c = 0; c < HandCount; ++c) out[c] = built.size() == size_t(HandCount) ? built[size_t(c)] : 0.0;
+  if (pathText.empty()) return;
+  const NodePath path = ParsePath(pathText);
+  if (!PathHasItsBoard(path)) ThrowCommandError("incorrect path");
+  std::vector<double> row(HandCount);
+  for (NodePath place = path; place.node;) {
+    const NodePath parent = ParentPath(place);
+    SchematicNode* above = parent.node;
+    if (above && !above->IsEnd() && above->player == player && above != place.node) {
+      int position = 0;
+      bool found = false;
+      for (const auto& [key, child] : above->children) {
+        if (child.get() == place.node) {
+          found = true;
+          break;
+        }
+        ++position;
+      }
+      if (found) {
+        ReadStrategy(above->index, position, parent.turn, parent.river, row.data());
+        for (int c = 0; c < HandCount; ++c) out[c] *= row[size_t(c)];
+      }
+    }
+    place = parent;
+  }
+  // A weight set above 1 stands for certainty, not more.
+  for (int c = 0; c < HandCount; ++c) out[c] = std::min(out[c], 1.0);
+}
+
+double ReachShare(int player, const std::string& pathText) {
+  std::vector<double> range(HandCount);
+  RangeAtPath(player, pathText, range.data());
+  const std::vector<double>& built = GlobalContext->comboWeights[size_t(player)];
+  double reached = 0.0, whole = 0.0;
+  for (int c = 0; c < HandCount; ++c) {
+    if (std::isnan(range[size_t(c)])) continue;
+    reached += range[size_t(c)];
+    whole += built.size() == size_t(HandCount) ? built[size_t(c)] : 0.0;
+  }
+  return reached / whole;
+}
+
+std::vector<int> HandRanking(const std::string& pathText) {
+  const NodePath path = ParsePath(pathText == "r" ? "r:0" : pathText);
+  const int player = path.node ? path.node->player : 0;
+  std::vector<double> ones(HandCount, 1.0), equity(HandCount), matchups(HandCount);
+  EquityPass(*GlobalContext, player, path.turn, path.river, ones.data(), ones.data(), equity.data(),
+             matchups.data());
+  std::vector<int> positions;
+  for (int p = 0; p < HandCount; ++p)
+    if (!std::isnan(equity[HandOrderToCombo[size_t(p)]])) positions.push_back(p);
+  std::stable_sort(positions.begin(), positions.end(), [&](int a, int b) {
+    return equity[HandOrderToCombo[size_t(a)]] > equity[HandOrderToCombo[size_t(b)]];
+  });
+  return positions;
+}

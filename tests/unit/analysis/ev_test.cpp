@@ -1,0 +1,307 @@
+// The EV queries against hand-worked toys, against calc_results, across
+// suit isomorphism, and the line form against its deals one by one.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "../solver/solver_test_util.h"
+#include "analysis/analysis_commands.h"
+#include "shell/command_error.h"
+#include "solver/solver_driver.h"
+
+namespace {
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+// A reply line of 1326 numbers in public order, back to ComboIndex order.
+std::vector<double> ByCombo(const std::string& line) {
+  std::vector<double> values(HandCount);
+  std::istringstream in(line);
+  for (int p = 0; p < HandCount; ++p) {
+    std::string word;
+    in >> word;
+    EXPECT_FALSE(word.empty()) << "entry " << p;
+    values[HandOrderToCombo[size_t(p)]] = std::strtod(word.c_str(), nullptr);
+  }
+  std::string extra;
+  EXPECT_FALSE(in >> extra) << "more than 1326 entries";
+  return values;
+}
+
+struct EvReply {
+  std::vector<double> ev, matchups;
+};
+
+EvReply Query(void (*handler)(const Tokens&), const std::string& line) {
+  const std::vector<std::string> lines = Lines(RunHandler(handler, Words(line)));
+  EXPECT_EQ(lines.size(), 3u) << line;
+  if (lines.size() != 3) return {std::vector<double>(HandCount), std::vector<double>(HandCount)};
+  EXPECT_EQ(lines[2], "END");
+  return {ByCombo(lines[0]), ByCombo(lines[1])};
+}
+
+EvReply CalcEv(const std::string& args) { return Query(CmdCalcEv, "calc_ev " + args); }
+EvReply CalcEvLine(const std::string& args) { return Query(CmdCalcEvLine, "calc_ev_line " + args); }
+
+std::string ErrorOf(void (*handler)(const Tokens&), const std::string& line) {
+  try {
+    RunHandler(handler, Words(line));
+  } catch (const CommandError& e) {
+    return e.what();
+  }
+  return "no error";
+}
+
+// The range's mean EV by matchups, counted from the half-way split.
+double RangeMean(const EvReply& r) {
+  double weighted = 0.0, total = 0.0;
+  for (int c = 0; c < HandCount; ++c) {
+    if (std::isnan(r.ev[size_t(c)])) continue;
+    weighted += r.matchups[size_t(c)] * (r.ev[size_t(c)] - TotalPot() * 0.5);
+    total += r.matchups[size_t(c)];
+  }
+  return weighted / total;
+}
+
+// Pairs and broadway hands, whole hand classes so that suit isomorphism
+// accepts them.
+double ClassWeight(int player, int combo) {
+  const CardMask hand = ComboMask[size_t(combo)];
+  const int a = RankOf(std::countr_zero(hand)), b = RankOf(63 - std::countl_zero(hand));
+  const int lo = std::min(a, b), hi = std::max(a, b);
+  if (lo == hi) return player == 0 ? 1.0 : 0.5;
+  if (hi == 12 && lo >= 9) return player == 0 ? 0.7 : 1.0;
+  if (hi == 11 && lo == 10) return player == 1 ? 0.4 : 0.0;
+  return 0.0;
+}
+
+}  // namespace
+
+class EvQueries : public SolverFixture {
+ protected:
+  void BuildFlopSpot(bool isomorphism) {
+    IsomorphismFlopRoots = isomorphism;
+    SetRanges(ClassWeight);
+    SetBoard("Qs Jh 2h");
+    AddLines({"0 0 0 0 0 0", "50 50 50 50 50 50", "0 50 50 50 50 50 50", "0 0 0 0 50 50", "0 0 0 0 0 50 50"});
+    RunHandler(CmdBuildTree, Tokens{"build_tree"});
+    ASSERT_EQ(bool(Context().flags & IsomorphismOnFlag), isomorphism);
+    AllocateStores();
+  }
+};
+
+// AcAd against KcKd on Qs Jh 2h 8d 3c, pot 100: every number by hand.
+TEST_F(EvQueries, ToysGiveHandWorkedValues) {
+  const int aces = ComboOf(ParseCards("AcAd")), kings = ComboOf(ParseCards("KcKd"));
+  const int blocked = ComboOf(ParseCards("QsQd")), unplayed = ComboOf(ParseCards("7c7d"));
+
+  RunScript(SourcePath("tests/protocol/data/solver_toy_river.txt"));
+  const EvReply oop = CalcEv("OOP r");
+  EXPECT_EQ(oop.ev[size_t(aces)], 100.0);
+  EXPECT_EQ(oop.matchups[size_t(aces)], 1.0);
+  EXPECT_TRUE(std::isnan(oop.ev[size_t(blocked)]));
+  EXPECT_EQ(oop.matchups[size_t(blocked)], 0.0);
+  EXPECT_TRUE(std::isnan(oop.ev[size_t(unplayed)]));
+  EXPECT_EQ(oop.matchups[size_t(unplayed)], 0.0);
+  EXPECT_EQ(std::count_if(oop.ev.begin(), oop.ev.end(), [](double v) { return !std::isnan(v); }), 1);
+  const EvReply ip = CalcEv("IP r:0");
+  EXPECT_EQ(ip.ev[size_t(kings)], 0.0);
+  EXPECT_EQ(ip.matchups[size_t(kings)], 1.0);
+  EXPECT_EQ(RunHandler(CmdCalcEv, Words("calc_ev OOP r")), RunHandler(CmdCalcEv, Words("calc_ev OOP r:0")));
+
+  // Iteration 0 plays uniformly: OOP bets 50 or checks, IP calls or folds.
+  RunScript(SourcePath("tests/protocol/data/solver_toy_bet.txt"));
+  struct Case {
+    const char* args;
+    int combo;
+    double ev, matchups;
+  };
+  const Case cases[] = {
+      {"OOP r", aces, 0.5 * 100 + 0.5 * (0.5 * 150 + 0.5 * 100), 1.0},
+      {"IP r", kings, 0.5 * 0 + 0.5 * (0.5 * -50 + 0.5 * 0), 1.0},
+      {"OOP r:0:c", aces, 100.0, 0.5},
+      {"OOP r:0:b50", aces, 0.5 * 150 + 0.5 * 100, 0.5},
+      {"IP r:0:b50", kings, 0.5 * -50 + 0.5 * 0, 0.5},
+      {"IP r:0:b50:c", kings, -50.0, 0.25},   // showdown end: the loser has paid 50
+      {"OOP r:0:b50:c", aces, 150.0, 0.25},   // the winner: pot plus the loser's 50
+      {"IP r:0:b50:f", kings, 0.0, 0.25},     // fold end: the folder paid nothing
+      {"OOP r:0:b50:f", aces, 100.0, 0.25},
+  };
+  for (const Case& c : cases) {
+    const EvReply r = CalcEv(c.args);
+    EXPECT_NEAR(r.ev[size_t(c.combo)], c.ev, 1e-5) << c.args;
+    EXPECT_NEAR(r.matchups[size_t(c.combo)], c.matchups, 1e-7) << c.args;
+  }
+  // The line form on a river tree has nothing to deal: the place's numbers.
+  EXPECT_EQ(RunHandler(CmdCalcEvLine, Words("calc_ev_line OOP r:0:b50")).substr(0, 20000),
+            RunHandler(CmdCalcEv, Words("calc_ev OOP r:0:b50")).substr(0, 20000));
+
+  EXPECT_EQ(RunHandler(CmdCalcEvPp, Words("calc_ev_pp IP r:0:b50")), "KdKc: -25.00; 0.50\nEND\n");
+}
+
+TEST_F(EvQueries, Refusals) {
+  EXPECT_EQ(ErrorOf(CmdCalcEv, "calc_ev OOP"), "ERROR: calc_ev incorrect or missing argument\n");
+  EXPECT_EQ(ErrorOf(CmdCalcEvPp, "calc_ev_pp"), "ERROR: calc_ev_pp incorrect or missing argument\n");
+  EXPECT_EQ(ErrorOf(CmdCalcEvLine, "calc_ev_line nobody r"), "ERROR: calc_ev_line incorrect player name\n");
+  EXPECT_EQ(ErrorOf(CmdCalcEv, "calc_ev OOP r"), "ERROR: calc_ev missing/incorrect tree\n");
+  BuildFlopSpot(true);
+  EXPECT_EQ(ErrorOf(CmdCalcEv, "calc_ev OOP r:0:b60"), "ERROR: calc_ev incorrect path\n");
+  // A turn decision with no turn card has no board to read its strategy on.
+  EXPECT_EQ(ErrorOf(CmdCalcEv, "calc_ev OOP r:0:c:c:c:c"), "ERROR: calc_ev incorrect path\n");
+}
+
+// The mean of the root EVs by matchups is the game value that calc_results
+// reports, for both players, on a flop tree (turn jobs, isomorphism) and
+// on a turn tree (river jobs).
+TEST_F(EvQueries, RootMeanIsTheGameValue) {
+  for (int rootStreet = 1; rootStreet <= 2; ++rootStreet) {
+    SCOPED_TRACE(rootStreet == 1 ? "flop tree" : "turn tree");
+    if (rootStreet == 1) {
+      BuildFlopSpot(true);
+    } else {
+      SetRanges(ClassWeight);
+      SetBoard("Qs Jh 2h", "8d");
+      AddLines({"0 0 0 0", "50 50 50 50", "0 50 50 50 50", "0 0 50 50"});
+      RunHandler(CmdBuildTree, Tokens{"build_tree"});
+      AllocateStores();
+    }
+    Iterate(4);
+    const ResultsRecord results = CalcResults(Context());
+    const double scale = std::max(1.0, std::fabs(results.evOop));
+    EXPECT_NEAR(RangeMean(CalcEv("OOP r")), results.evOop, 2e-5 * scale);
+    EXPECT_NEAR(RangeMean(CalcEv("IP r")), results.evIp, 2e-5 * scale);
+    // The scale of the runouts: 45 * 44 below a flop root, 44 below a turn root.
+    const EvReply r = CalcEv("OOP r");
+    double matchups = 0.0, reference = 0.0;
+    const std::vector<double>& own = Ranges[0];
+    const std::vector<double>& opp = Ranges[1];
+    const CardMask board = TreeBoard.All();
+    for (int i = 0; i < HandCount; ++i) {
+      if (std::isnan(r.ev[size_t(i)])) continue;
+      matchups += r.matchups[size_t(i)];
+      for (int j = 0; j < HandCount; ++j)
+        if (!(ComboMask[size_t(j)] & (ComboMask[size_t(i)] | board))) reference += own[size_t(i)] * opp[size_t(j)];
+    }
+    EXPECT_NEAR(matchups, reference * (rootStreet == 1 ? 45 * 44 : 44), 1e-4 * matchups);
+    FreeTree();
+    ClearLines();
+  }
+}
+
+// Uniform play is the same game with or without isomorphism, hand by hand;
+// after some iterations the two solutions agree within their
+// exploitabilities.
+TEST_F(EvQueries, IsomorphismAnswersInClientSuits) {
+  const char* places[] = {"OOP r", "IP r:0:c", "OOP r:0:c:c:9d:c", "IP r:0:c:c:9d:c:c:4s:b50"};
+  std::vector<EvReply> with, without;
+  Measurement measured[2];
+  for (int pass = 0; pass < 2; ++pass) {
+    BuildFlopSpot(pass == 0);
+    for (const char* place : places) (pass == 0 ? with : without).push_back(CalcEv(place));
+    FreeTree();
+    ClearLines();
+  }
+  for (size_t k = 0; k < with.size(); ++k) {
+    for (int c = 0; c < HandCount; ++c) {
+      SCOPED_TRACE(std::string(places[k]) + " " + FormatCards(ComboMask[size_t(c)]));
+      const double a = with[k].ev[size_t(c)], b = without[k].ev[size_t(c)];
+      ASSERT_EQ(std::isnan(a), std::isnan(b));
+      if (std::isnan(a)) continue;
+      EXPECT_NEAR(a, b, 1e-3);
+      EXPECT_NEAR(with[k].matchups[size_t(c)], without[k].matchups[size_t(c)],
+                  1e-5 * without[k].matchups[size_t(c)] + 1e-9);
+    }
+  }
+
+  double means[2];
+  for (int pass = 0; pass < 2; ++pass) {
+    BuildFlopSpot(pass == 0);
+    Iterate(6);
+    measured[pass] = Measure();
+    means[pass] = RangeMean(CalcEv("OOP r"));
+    FreeTree();
+    ClearLines();
+  }
+  EXPECT_LE(std::fabs(means[0] - means[1]), measured[0].Exploitability() + measured[1].Exploitability());
+}
+
+// calc_ev_line against the deals one at a time: every turn card named in
+// turn, weighted by matchups; and a place before its card (the value
+// with the card still to come) against the line form of the same node.
+TEST_F(EvQueries, LineFormAveragesTheDeals) {
+  BuildFlopSpot(true);
+  Iterate(3);
+  const EvReply line = CalcEvLine("OOP r:0:c:c:c");
+  std::vector<double> weighted(HandCount, 0.0), total(HandCount, 0.0), plain(HandCount, 0.0);
+  std::vector<int> seen(HandCount, 0);
+  const CardMask board = TreeBoard.All();
+  for (int card = 0; card < 52; ++card) {
+    if (board & CardBit(card)) continue;
+    const EvReply deal = CalcEv("OOP r:0:c:c:" + FormatCards(CardBit(card)) + ":c");
+    for (int c = 0; c < HandCount; ++c) {
+      if (std::isnan(deal.ev[size_t(c)])) continue;
+      seen[size_t(c)] += 1;
+      plain[size_t(c)] += deal.ev[size_t(c)];
+      weighted[size_t(c)] += deal.matchups[size_t(c)] * deal.ev[size_t(c)];
+      total[size_t(c)] += deal.matchups[size_t(c)];
+    }
+  }
+  const EvReply before = CalcEv("OOP r:0:c:c");
+  const EvReply splitLine = CalcEvLine("OOP r:0:c:c");
+  for (int c = 0; c < HandCount; ++c) {
+    SCOPED_TRACE(FormatCards(ComboMask[size_t(c)]));
+    ASSERT_EQ(std::isnan(line.ev[size_t(c)]), seen[size_t(c)] == 0);
+    if (!seen[size_t(c)]) continue;
+    // A hand the player never brings here: each deal counts alike.
+    const double expected =
+        total[size_t(c)] > 0.0 ? weighted[size_t(c)] / total[size_t(c)] : plain[size_t(c)] / seen[size_t(c)];
+    EXPECT_NEAR(line.ev[size_t(c)], expected, 1e-4);
+    EXPECT_NEAR(line.matchups[size_t(c)], total[size_t(c)], 1e-5 * total[size_t(c)] + 1e-9);
+    if (before.matchups[size_t(c)] > 0.0) EXPECT_NEAR(splitLine.ev[size_t(c)], before.ev[size_t(c)], 1e-3);
+    EXPECT_NEAR(splitLine.matchups[size_t(c)], before.matchups[size_t(c)], 1e-4 * before.matchups[size_t(c)] + 1e-6);
+  }
+  // A named card stays fixed: the line form of one deal is that deal.
+  const EvReply one = CalcEvLine("OOP r:0:c:c:9d:c");
+  const EvReply place = CalcEv("OOP r:0:c:c:9d:c");
+  for (int c = 0; c < HandCount; ++c) {
+    ASSERT_EQ(std::isnan(one.ev[size_t(c)]), std::isnan(place.ev[size_t(c)]));
+    if (std::isnan(place.ev[size_t(c)])) continue;
+    EXPECT_NEAR(one.ev[size_t(c)], place.ev[size_t(c)], 1e-4);
+    EXPECT_NEAR(one.matchups[size_t(c)], place.matchups[size_t(c)], 1e-6 * place.matchups[size_t(c)]);
+  }
+
+  // Two streets dealt: the river line against the turns one at a time,
+  // each with its river still to come.
+  const EvReply riverLine = CalcEvLine("IP r:0:c:c:c:c");
+  std::fill(weighted.begin(), weighted.end(), 0.0);
+  std::fill(total.begin(), total.end(), 0.0);
+  for (int card = 0; card < 52; ++card) {
+    if (board & CardBit(card)) continue;
+    const EvReply turn = CalcEv("IP r:0:c:c:" + FormatCards(CardBit(card)) + ":c:c");
+    for (int c = 0; c < HandCount; ++c) {
+      if (std::isnan(turn.ev[size_t(c)])) continue;
+      weighted[size_t(c)] += turn.matchups[size_t(c)] * turn.ev[size_t(c)];
+      total[size_t(c)] += turn.matchups[size_t(c)];
+    }
+  }
+  int compared = 0;
+  for (int c = 0; c < HandCount; ++c) {
+    if (!(total[size_t(c)] > 0.0)) continue;
+    SCOPED_TRACE(FormatCards(ComboMask[size_t(c)]));
+    EXPECT_NEAR(riverLine.ev[size_t(c)], weighted[size_t(c)] / total[size_t(c)], 1e-3);
+    EXPECT_NEAR(riverLine.matchups[size_t(c)], total[size_t(c)], 1e-4 * total[size_t(c)]);
+    ++compared;
+  }
+  EXPECT_GT(compared, 100);
+}
