@@ -23,57 +23,17 @@
 #include "solver/solver_control.h"
 #include "storage/store_setup.h"
 #include "tree/tree_build.h"
+#include "bench_spots.h"
 
 namespace {
 
+using bench::ExamplePath;
+using bench::RunSilently;
+
 constexpr double Megabyte = 1024.0 * 1024.0;
 
-// The examples directory, found from the working directory (the source
-// tree or a build directory two levels down) or from the binary's place.
-std::string ExamplePath(const char* script) {
-  std::string candidates[] = {"examples/", "../examples/", "../../examples/", ""};
-  char exe[4096];
-  const ssize_t length = readlink("/proc/self/exe", exe, sizeof exe - 1);
-  if (length > 0) {
-    std::string dir(exe, size_t(length));
-    candidates[3] = dir.substr(0, dir.rfind('/')) + "/../../examples/";
-  }
-  for (const std::string& dir : candidates)
-    if (std::ifstream(dir + script)) return dir + script;
-  return std::string("examples/") + script;
-}
-
-// Runs the lines with the replies going to /dev/null, so that the
-// benchmark's own report stays readable.
-void RunSilently(const std::vector<std::string>& lines) {
-  static bool tablesReady = (InitHandTables(), BuildHandTables(), true);
-  (void)tablesReady;
-  std::fflush(stdout);
-  const int saved = dup(1);
-  std::FILE* sink = std::fopen("/dev/null", "w");
-  dup2(fileno(sink), 1);
-  for (const std::string& line : lines) {
-    ExecuteCommand(Tokenize(line));
-    FlushReply();
-  }
-  std::fflush(stdout);
-  dup2(saved, 1);
-  close(saved);
-  std::fclose(sink);
-}
-
 // Every line of the spot's script but build_tree, which is what is timed.
-void LoadSpot(const char* script) {
-  std::ifstream file(ExamplePath(script));
-  if (!file) std::fprintf(stderr, "can't open %s\n", script);
-  std::vector<std::string> lines;
-  std::string line;
-  while (std::getline(file, line)) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line != "build_tree") lines.push_back(line);
-  }
-  RunSilently(lines);
-}
+void LoadSpot(const char* script) { RunSilently(bench::ScriptLines(script, "build_tree")); }
 
 int64_t AddressSpaceBytes() {
   long pages = 0;
