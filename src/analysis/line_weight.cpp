@@ -1,4 +1,5 @@
 #include "analysis/line_weight.h"
+#include "analysis/tree_walk.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,28 +22,12 @@ namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
-// Node indexes from the root down to the target.
-std::vector<int> LineFromRoot(const SolverContext& context, int nodeIndex) {
-  std::vector<int> line;
-  for (int n = nodeIndex; n >= 0; n = context.nodes[size_t(n)].parent) line.push_back(n);
-  std::reverse(line.begin(), line.end());
-  return line;
-}
-
 // The highest river decision above the target, whose subtree holds every
 // river row the walk reads; -1 if the walk reads none.
 int FirstRiverDecision(const SolverContext& context, const std::vector<int>& line) {
   for (size_t k = 0; k + 1 < line.size(); ++k)
     if (context.nodes[size_t(line[k])].street == 3) return line[k];
   return -1;
-}
-
-template <class Fn>
-void ForSubtreeStores(SolverContext& context, TreeNode& node, Fn fn) {
-  if (node.kind != DecisionNode) return;
-  if (node.store0) fn(*node.store0);
-  if (node.store1) fn(*node.store1);
-  for (int32_t child : node.children) ForSubtreeStores(context, context.nodes[size_t(child)], fn);
 }
 
 // Compressed river rows are unpacked per turn. A query reads them under

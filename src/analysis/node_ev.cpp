@@ -1,4 +1,5 @@
 #include "analysis/node_ev.h"
+#include "analysis/tree_walk.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,28 +29,12 @@ namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
-// Node indexes from the root down to the target.
-std::vector<int> LineFromRoot(const SolverContext& context, int nodeIndex) {
-  std::vector<int> line;
-  for (int n = nodeIndex; n >= 0; n = context.nodes[size_t(n)].parent) line.push_back(n);
-  std::reverse(line.begin(), line.end());
-  return line;
-}
-
 // The highest river node on the line, the target included: its subtree
 // holds every river row the query reads. -1 if the line has none.
 int TopRiverNode(const SolverContext& context, const std::vector<int>& line) {
   for (int n : line)
     if (context.nodes[size_t(n)].street == 3) return n;
   return -1;
-}
-
-template <class Fn>
-void ForSubtreeStores(SolverContext& context, TreeNode& node, Fn fn) {
-  if (node.kind != DecisionNode) return;
-  if (node.store0) fn(*node.store0);
-  if (node.store1) fn(*node.store1);
-  for (int32_t child : node.children) ForSubtreeStores(context, context.nodes[size_t(child)], fn);
 }
 
 // River rows of a flop tree are unpacked per turn. The walk below a river

@@ -1,4 +1,5 @@
 #include "analysis/strategy_read.h"
+#include "analysis/tree_walk.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,14 +36,6 @@ TreeNode* FirstRiverNode(SolverContext& context, TreeNode* node) {
   while (node->parent >= 0 && context.nodes[size_t(node->parent)].street == 3)
     node = &context.nodes[size_t(node->parent)];
   return node;
-}
-
-template <class Fn>
-void ForSubtreeStores(SolverContext& context, TreeNode& node, Fn fn) {
-  if (node.kind != DecisionNode) return;
-  if (node.store0) fn(*node.store0);
-  if (node.store1) fn(*node.store1);
-  for (int32_t child : node.children) ForSubtreeStores(context, context.nodes[size_t(child)], fn);
 }
 
 // Which BoardTree entries a node reads on the deal: a flop node reads the
