@@ -6,6 +6,7 @@
 #include "eval/eval_commands.h"
 #include "setup/setup_commands.h"
 #include "shell/shell_commands.h"
+#include "solver/lock_commands.h"
 #include "solver/solver_commands.h"
 #include "tree/tree_commands.h"
 
@@ -44,6 +45,12 @@ const CommandEntry CommandTable[] = {
     {"show_strategy", CmdShowStrategy, 2},
     {"show_strategy_pp", CmdShowStrategyPp, 2},
     {"show_locked_combos", CmdShowLockedCombos, 2},
+    {"lock_node", CmdLockNode, 2},
+    {"unlock_node", CmdUnlockNode, 2},
+    {"set_strategy", CmdSetStrategy, 1329},
+    {"combo_lock_node", CmdComboLockNode, 1328},
+    {"solve_partial", CmdSolvePartial, 2},
+    {"explo_partial", CmdExploPartial, 2},
     {"show_range", CmdShowRange, -1},
     {"show_probs", CmdShowProbs, 2},
     {"calc_results", CmdCalcResults, 1},

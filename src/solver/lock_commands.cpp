@@ -1,0 +1,83 @@
+#include "solver/lock_commands.h"
+
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "analysis/strategy_rows.h"
+#include "setup/cards.h"
+#include "shell/command_error.h"
+#include "shell/output.h"
+#include "shell/parse.h"
+#include "solver/node_locks.h"
+#include "solver/solver_context.h"
+#include "solver/solver_control.h"
+#include "solver/traversal.h"
+#include "tree/node_path.h"
+
+namespace {
+
+// Only a decision on one named board has rows to fix; a path that stops
+// before its street's card would address every board at once.
+NodePath LockablePath(const std::string& text) {
+  const NodePath path = ParsePath(text);
+  const char* kind = NodeKindWord(path);
+  if (std::strcmp(kind, "OOP_DEC") != 0 && std::strcmp(kind, "IP_DEC") != 0) ThrowCommandError("incorrect path");
+  if (!PathHasItsBoard(path)) ThrowCommandError("incorrect path");
+  return path;
+}
+
+// 1326 numbers in public hand order, to ComboIndex order.
+std::vector<double> ParseHandValues(const Tokens& tokens, size_t first) {
+  std::vector<double> values(HandCount);
+  for (int p = 0; p < HandCount; ++p) values[HandOrderToCombo[size_t(p)]] = ParseDouble(tokens[first + size_t(p)]);
+  return values;
+}
+
+void LockCommand(const Tokens& tokens, bool lock) {
+  const NodePath path = LockablePath(tokens[1]);
+  // The pass mutex keeps a running job from reading rows half changed.
+  std::lock_guard<std::mutex> passLock(PassMutex);
+  if (!SetNodeLock(path.node->index, path.turn, path.river, lock)) ThrowCommandError("incorrect path");
+  ReplyOk(tokens);
+}
+
+// Nothing forgets streets yet, so there is never a subgame to bring back:
+// the re-solve has nothing to do and reaches an exploitability of 0.
+double SolvePartial(const NodePath&) { return 0.0; }
+
+}  // namespace
+
+void CmdLockNode(const Tokens& tokens) { LockCommand(tokens, true); }
+
+void CmdUnlockNode(const Tokens& tokens) { LockCommand(tokens, false); }
+
+void CmdSetStrategy(const Tokens& tokens) {
+  const NodePath path = LockablePath(tokens[1]);
+  const int child = ParseInt(tokens[2]);
+  if (child < 0 || size_t(child) >= path.node->children.size()) ThrowCommandError("invalid child index");
+  const std::vector<double> values = ParseHandValues(tokens, 3);
+  std::lock_guard<std::mutex> passLock(PassMutex);
+  if (!SetStrategyRow(path.node->index, child, path.turn, path.river, values.data()))
+    ThrowCommandError("incorrect path");
+  ReplyOk(tokens);
+}
+
+void CmdComboLockNode(const Tokens& tokens) {
+  const NodePath path = LockablePath(tokens[1]);
+  const std::vector<double> values = ParseHandValues(tokens, 2);
+  std::lock_guard<std::mutex> passLock(PassMutex);
+  if (!SetComboLock(path.node->index, path.turn, path.river, values.data())) ThrowCommandError("incorrect path");
+  ReplyOk(tokens);
+}
+
+void CmdSolvePartial(const Tokens& tokens) {
+  const NodePath path = LockablePath(tokens[1]);
+  SolvePartial(path);
+  ReplyOk(tokens);
+}
+
+void CmdExploPartial(const Tokens& tokens) {
+  const NodePath path = LockablePath(tokens[1]);
+  PrintReply("%.6g\n", SolvePartial(path));
+}
