@@ -156,23 +156,10 @@ Captured QueryPass(SolverContext& context, int player, const std::vector<int>& l
     // Jobs come only from a first deal below the target: a turn on a flop
     // tree, a river on a turn tree.
     const bool deals = (turn < 0 && context.rootStreet == 1) || (river < 0 && context.rootStreet == 2);
-    if (deals) {
-      context.phase = DescendPhase;
-      TraversalFrame descend;
-      FillFrame(descend, context, target, turn, river, reachOpp, reachSelf);
-      Traverse(descend);
-    }
-    context.phase = JobsPhase;
-    RunJobs(context);
-    context.phase = AscendPhase;
-    StartJobResults();
-    {
-      TraversalFrame ascend;
-      FillFrame(ascend, context, target, turn, river, reachOpp, reachSelf);
-      Traverse(ascend);
-    }
-    ClearJobs();
-    context.phase = DescendPhase;
+    TraversalFrame ascend;
+    RunThreePhases(context, deals,
+                   [&](TraversalFrame& frame) { FillFrame(frame, context, target, turn, river, reachOpp, reachSelf); },
+                   ascend);
   }
   context.nodeQuery = nullptr;
 

@@ -110,27 +110,13 @@ PassValues RunPass(SolverContext& context, int player, int mode) {
 
   // A river tree deals nothing, so there is nothing to queue: its one walk
   // is the ascend.
-  if (context.rootStreet != 3) {
-    context.phase = DescendPhase;
-    TraversalFrame descend;
-    rootFrame(descend);
-    Traverse(descend);
-  }
-  context.phase = JobsPhase;
-  RunJobs(context);
-
-  context.phase = AscendPhase;
-  StartJobResults();
   TraversalFrame ascend;
-  rootFrame(ascend);
-  Traverse(ascend);
+  RunThreePhases(context, context.rootStreet != 3, rootFrame, ascend);
 
   PassValues values;
   const float* norm = context.normWeights[size_t(player)].data();
   values.value = vecops::Dot(ascend.valueA, norm);
   if (mode == EvaluateMode) values.bestResponse = vecops::Dot(ascend.valueB, norm);
-  ClearJobs();
-  context.phase = DescendPhase;
   return values;
 }
 

@@ -13,7 +13,9 @@
 #include <memory>
 
 #include "solver/float_vec.h"
+#include "solver/jobs.h"
 #include "solver/solver_context.h"
+#include "solver/traversal.h"
 
 struct TraversalFrame {
   SolverContext* context = nullptr;
@@ -63,3 +65,25 @@ void RiverChanceInline(TraversalFrame& frame);
 // on the frame's river list.
 void EndValue(const SolverContext& context, const TreeNode& end, int turn, int river, const FloatVec& reach,
               FloatVec& out);
+
+// The three phases of a pass or a query from one start frame, which `fill`
+// makes afresh for the descend and for the ascend (the ascend's frame ends
+// up in `ascend`, with its values). Without a deal below the start there is
+// nothing to queue, and the descend is skipped.
+template <class Fill>
+void RunThreePhases(SolverContext& context, bool deals, Fill fill, TraversalFrame& ascend) {
+  if (deals) {
+    context.phase = DescendPhase;
+    TraversalFrame descend;
+    fill(descend);
+    Traverse(descend);
+  }
+  context.phase = JobsPhase;
+  RunJobs(context);
+  context.phase = AscendPhase;
+  StartJobResults();
+  fill(ascend);
+  Traverse(ascend);
+  ClearJobs();
+  context.phase = DescendPhase;
+}

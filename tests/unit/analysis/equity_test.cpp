@@ -11,30 +11,12 @@
 #include <vector>
 
 #include "../solver/solver_test_util.h"
+#include "reply_parsing.h"
 #include "analysis/analysis_commands.h"
 #include "eval/evaluate_cards.h"
 #include "shell/command_error.h"
 
 namespace {
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
-
-// A reply line of 1326 numbers in public order, back to ComboIndex order.
-std::vector<double> ByCombo(const std::string& line) {
-  std::vector<double> values(HandCount);
-  std::istringstream in(line);
-  for (int p = 0; p < HandCount; ++p) {
-    std::string word;
-    in >> word;
-    values[HandOrderToCombo[size_t(p)]] = std::strtod(word.c_str(), nullptr);
-  }
-  return values;
-}
 
 int Value(CardMask cards) {
   int list[7], n = 0;

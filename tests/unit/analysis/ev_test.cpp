@@ -11,33 +11,12 @@
 #include <vector>
 
 #include "../solver/solver_test_util.h"
+#include "reply_parsing.h"
 #include "analysis/analysis_commands.h"
 #include "shell/command_error.h"
 #include "solver/solver_driver.h"
 
 namespace {
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
-
-// A reply line of 1326 numbers in public order, back to ComboIndex order.
-std::vector<double> ByCombo(const std::string& line) {
-  std::vector<double> values(HandCount);
-  std::istringstream in(line);
-  for (int p = 0; p < HandCount; ++p) {
-    std::string word;
-    in >> word;
-    EXPECT_FALSE(word.empty()) << "entry " << p;
-    values[HandOrderToCombo[size_t(p)]] = std::strtod(word.c_str(), nullptr);
-  }
-  std::string extra;
-  EXPECT_FALSE(in >> extra) << "more than 1326 entries";
-  return values;
-}
 
 struct EvReply {
   std::vector<double> ev, matchups;

@@ -12,30 +12,13 @@
 #include <vector>
 
 #include "../solver/solver_test_util.h"
+#include "reply_parsing.h"
 #include "analysis/analysis_commands.h"
 #include "analysis/strategy_read.h"
 #include "shell/command_error.h"
 #include "tree/node_path.h"
 
 namespace {
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
-
-std::vector<double> ByCombo(const std::string& line) {
-  std::vector<double> values(HandCount);
-  std::istringstream in(line);
-  for (int p = 0; p < HandCount; ++p) {
-    std::string word;
-    in >> word;
-    values[HandOrderToCombo[size_t(p)]] = std::strtod(word.c_str(), nullptr);
-  }
-  return values;
-}
 
 // Whole hand classes that miss the flop Qs Jh 2h, so that the isomorphism
 // accepts them and no weight is blocked; some weights above 1.
