@@ -19,7 +19,6 @@
 namespace {
 
 float TurnFactor() { return 1.0f / float(45 - 4 * lowCard); }
-float RiverFactor() { return 1.0f / float(44 - 4 * lowCard); }
 
 ChanceRecord* RecordOf(TreeNode& node, int slot) {
   if (node.kind != DecisionNode || !node.chance || slot < 0 || slot >= node.chanceCount) return nullptr;
@@ -85,6 +84,12 @@ void ForRiverStores(SolverContext& context, TreeNode& node, Fn fn) {
 
 }  // namespace
 
+float RiverFactor() { return 1.0f / float(44 - 4 * lowCard); }
+
+void AccumulateRiverReachSum(const SolverContext& context, TreeNode& node, int turn, const FloatVec& reach) {
+  AccumulateReachSum(context, RecordOf(node, turn), reach, ListHandCount(context, turn, -1));
+}
+
 void TurnChance(TraversalFrame& f) { DealByJobs(f, RecordOf(*f.node, 0), TurnFactor()); }
 
 void RiverChance(TraversalFrame& f) { DealByJobs(f, RecordOf(*f.node, f.turn), RiverFactor()); }
@@ -94,7 +99,7 @@ void RiverChanceInline(TraversalFrame& f) {
   const BoardNode& turnEntry = context.boardTree->turns[size_t(f.turn)];
   const int32_t hands = turnEntry.HandCount();
   const bool evaluate = context.mode == EvaluateMode;
-  AccumulateReachSum(context, RecordOf(*f.node, f.turn), f.reachA, hands);
+  AccumulateRiverReachSum(context, *f.node, f.turn, f.reachA);
   vecops::SetNull(f.valueA, hands);
   vecops::SetNull(f.valueB, hands);
   if (!f.reachA.data && !f.reachB.data) return;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "solver/kernels/pair_kernel.h"
+#include "solver/river_batch.h"
 #include "solver/strategy_rules.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
@@ -14,8 +15,8 @@ namespace {
 
 constexpr float MinNormal = 1.1754944e-38f;
 
-// Whether the last two children are the call (a showdown) and the fold of a
-// river node: both then come out of one kernel sweep.
+}  // namespace
+
 bool HasEndPair(const SolverContext& context, const TreeNode& node) {
   const int n = node.ActionCount();
   if (node.street != 3 || n < 2) return false;
@@ -23,8 +24,6 @@ bool HasEndPair(const SolverContext& context, const TreeNode& node) {
          context.nodes[size_t(node.children[size_t(n - 1)])].kind == FoldEnd;
 }
 
-// Biases the node's player towards (f > 0) or away from a child, in update
-// passes only: reported values stay the game's.
 void ApplyEvBoost(FloatVec& v, const TreeNode& child, const TreeNode& node) {
   const float f = child.evBoost;
   if (f == 0.0f || !v.data) return;
@@ -41,6 +40,8 @@ void ApplyEvBoost(FloatVec& v, const TreeNode& child, const TreeNode& node) {
     lanes::ForLanes(v.count, [&](int i) { x[i] *= x[i] > 0.0f ? up : 1.0f; });
   }
 }
+
+namespace {
 
 // valueB at a node with locked hands: a locked hand follows its strategy,
 // any other takes its best action. The first child starts the sum.
@@ -141,19 +142,9 @@ void DecisionOwn(TraversalFrame& f) {
   if (evaluate) vecops::SetNull(f.valueB, hands);
   // Phase 0 only queues jobs: its values are dropped.
   if (!ascend || !anyValue) return;
-
-  const bool writes = update && f.reachA.data && !(lockFlags & LockedFlag);
-  const TieGroups* tieGroups = nullptr;
-  if (writes && node.street == 3 && context.iteration <= context.tieAveragingLimit)
-    tieGroups = &ListNode(context, f.turn, f.river)->tieRuns;
-  if (writes && !haveSigma) {
-    vecops::Resize(f.valueA, hands);
-    if (node.store0->UpdateFused(f.turn, f.river, f.valueA, v.data(), tieGroups, RegretScale(context, node),
-                                 fallback.data())) {
-      if (!f.valueA.data) f.valueA.count = hands;
-      return;
-    }
-    vecops::SetNull(f.valueA, hands);
+  if (update) {
+    OwnNodeUpdate(f, v.data(), !(lockFlags & LockedFlag));
+    return;
   }
 
   readSigma();
@@ -170,9 +161,63 @@ void DecisionOwn(TraversalFrame& f) {
       for (int i = 1; i < n; ++i) vecops::Max(f.valueB, b[i]);
     }
   }
+}
 
-  if (writes && f.valueA.data)
-    node.store0->UpdateRegrets(f.turn, f.river, f.valueA, v.data(), tieGroups, RegretScale(context, node));
+void OwnNodeUpdate(TraversalFrame& f, FloatVec* v, bool writes) {
+  SolverContext& context = *f.context;
+  TreeNode& node = *f.node;
+  const int n = node.ActionCount();
+  const int32_t hands = ListHandCount(context, f.turn, f.river);
+  const FallbackRow fallback(n, true);
+  vecops::SetNull(f.valueA, hands);
+  const TieGroups* tieGroups = nullptr;
+  if (writes && node.street == 3 && context.iteration <= context.tieAveragingLimit)
+    tieGroups = &ListNode(context, f.turn, f.river)->tieRuns;
+  const double scale = RegretScale(context, node);
+  if (writes) {
+    vecops::Resize(f.valueA, hands);
+    if (node.store0->UpdateFused(f.turn, f.river, f.valueA, v, tieGroups, scale, fallback.data())) {
+      if (!f.valueA.data) f.valueA.count = hands;
+      return;
+    }
+    vecops::SetNull(f.valueA, hands);
+  }
+  ActionRows sigma(n);
+  CurrentStrategy(node, f.turn, f.river, hands, fallback.data(), sigma.data());
+  for (int i = 0; i < n; ++i) vecops::MultiplyAdd(f.valueA, sigma[i], v[i]);
+  if (writes && f.valueA.data) node.store0->UpdateRegrets(f.turn, f.river, f.valueA, v, tieGroups, scale);
+}
+
+void OpponentChildReaches(TraversalFrame& f, FloatVec* r, bool addSums) {
+  SolverContext& context = *f.context;
+  TreeNode& node = *f.node;
+  const int n = node.ActionCount();
+  const int32_t hands = ListHandCount(context, f.turn, f.river);
+  const bool update = context.mode == UpdateMode;
+  for (int i = 0; i < n; ++i) vecops::SetNull(r[i], hands);
+  if (!f.reachA.data) return;
+  const FallbackRow fallback(n, update);
+  bool done = false;
+  if (update || AverageIsCurrent(context, node)) {
+    for (int i = 0; i < n; ++i) vecops::Resize(r[i], hands);
+    done = node.store0->GetStrategyTimesReach(r, f.reachA, f.turn, f.river, fallback.data());
+  }
+  if (!done) {
+    ActionRows sigma(n);
+    if (update)
+      CurrentStrategy(node, f.turn, f.river, hands, fallback.data(), sigma.data());
+    else
+      AverageStrategy(context, node, f.turn, f.river, hands, sigma.data());
+    for (int i = 0; i < n; ++i) {
+      vecops::Multiply(r[i], sigma[i], f.reachA);
+      if (!vecops::AnyPositive(r[i].data, hands)) vecops::SetNull(r[i], hands);
+    }
+  }
+  if (addSums && node.store1 && StrategySumsDue(context, node.street)) {
+    const LockRecord* lock = node.store0->GetLockRecord(f.turn, f.river);
+    if (!(lock && (lock->flags & LockedFlag)))
+      node.store1->AccumulateStrategy(f.turn, f.river, r, StrategySumWeight(context));
+  }
 }
 
 void DecisionOpponent(TraversalFrame& f) {
@@ -186,31 +231,7 @@ void DecisionOpponent(TraversalFrame& f) {
 
   // r[i]: the opponent's reach through action i.
   ActionRows r(n);
-  for (int i = 0; i < n; ++i) r[i].count = hands;
-  if (f.reachA.data) {
-    const FallbackRow fallback(n, update);
-    bool done = false;
-    if (update || AverageIsCurrent(context, node)) {
-      for (int i = 0; i < n; ++i) vecops::Resize(r[i], hands);
-      done = node.store0->GetStrategyTimesReach(r.data(), f.reachA, f.turn, f.river, fallback.data());
-    }
-    if (!done) {
-      ActionRows sigma(n);
-      if (update)
-        CurrentStrategy(node, f.turn, f.river, hands, fallback.data(), sigma.data());
-      else
-        AverageStrategy(context, node, f.turn, f.river, hands, sigma.data());
-      for (int i = 0; i < n; ++i) {
-        vecops::Multiply(r[i], sigma[i], f.reachA);
-        if (!vecops::AnyPositive(r[i].data, hands)) vecops::SetNull(r[i], hands);
-      }
-    }
-    if (update && ascend && node.store1 && StrategySumsDue(context, node.street)) {
-      const LockRecord* lock = node.store0->GetLockRecord(f.turn, f.river);
-      if (!(lock && (lock->flags & LockedFlag)))
-        node.store1->AccumulateStrategy(f.turn, f.river, r.data(), StrategySumWeight(context));
-    }
-  }
+  OpponentChildReaches(f, r.data(), update && ascend);
 
   ActionRows pairValues(2);
   const bool pair = update && ascend && n >= 2 && r[n - 1].data && r[n - 2].data && HasEndPair(context, node);
@@ -251,10 +272,10 @@ void EndPairValues(const SolverContext& context, const TreeNode& node, int turn,
   vecops::Resize(foldValue, hands);
   if (&reachCall == &reachFold)
     PairKernel(callValue.data, foldValue.data, reachCall.data, hands, board.tieRuns.data(), int(board.tieRuns.size()),
-               board.handCards.data(), showdownPayoff, foldPayoff, nullptr);
+               board.handCards.data(), showdownPayoff, foldPayoff, ActiveMaskInForce());
   else
     PairKernel2(callValue.data, foldValue.data, reachCall.data, reachFold.data, hands, board.tieRuns.data(),
-                int(board.tieRuns.size()), board.handCards.data(), showdownPayoff, foldPayoff, nullptr);
+                int(board.tieRuns.size()), board.handCards.data(), showdownPayoff, foldPayoff, ActiveMaskInForce());
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "setup/settings.h"
 #include "shell/command_error.h"
 #include "solver/solver_locks.h"
+#include "solver/river_batch.h"
 #include "solver/thread_scratch.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
@@ -66,11 +67,14 @@ void RunJob(SolveJob& job) {
     vecops::GatherReach(frame.reachB, shared.reachB, entry.parentIndex[0].data(), hands);
     // With no reach on either side every value below is zero.
     if (frame.reachA.data || frame.reachB.data || context.mode == QueryMode) {
+      // Update passes of a flop tree batch the river work of a whole turn.
+      const bool batched = BatchTurnJobs && !job.riverJob && context.rootStreet == 1 && context.mode == UpdateMode;
+      auto walk = [&] { batched ? TurnJobRoot(frame) : Traverse(frame); };
       if (!job.riverJob && job.node->dealMutexes) {
         std::lock_guard<std::mutex> deal(job.node->dealMutexes[size_t(job.turn)]);
-        Traverse(frame);
+        walk();
       } else {
-        Traverse(frame);
+        walk();
       }
     }
     if (frame.valueA.data || frame.valueB.data) {

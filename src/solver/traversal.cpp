@@ -6,6 +6,7 @@
 #include "solver/kernels/fold_kernel.h"
 #include "solver/kernels/showdown_kernel.h"
 #include "solver/node_query.h"
+#include "solver/river_batch.h"
 #include "solver/strategy_rules.h"
 #include "solver/thread_scratch.h"
 #include "solver/traversal_steps.h"
@@ -44,7 +45,7 @@ void EndValue(const SolverContext& context, const TreeNode& end, int turn, int r
   if (end.kind == ShowdownEnd) {
     const BoardNode& board = *ListNode(context, turn, river);
     ShowdownKernel<1>(outs, reaches, hands, board.tieRuns.data(), int(board.tieRuns.size()), board.handCards.data(),
-                      &payoff, nullptr);
+                      &payoff, ActiveMaskInForce());
   } else {
     FoldKernel<1>(outs, reaches, hands, ListHandCards(context, turn, river), &payoff);
   }
@@ -72,6 +73,17 @@ void Traverse(TraversalFrame& f) {
     vecops::SetNull(f.valueA, ListHandCount(context, f.turn, f.river));
     return;
   }
+  // The first node of a river subtree, once its card is dealt.
+  if (node.street == 3 && f.river >= 0 && (!node.parentNode || node.parentNode->street < 3))
+    RiverEntry(f);
+  else
+    TraverseSteps(f);
+  if (context.mode == QueryMode && context.nodeQuery && context.phase != DescendPhase) CaptureQuery(f);
+}
+
+void TraverseSteps(TraversalFrame& f) {
+  SolverContext& context = *f.context;
+  TreeNode& node = *f.node;
   if (node.street >= 2 && f.turn < 0) {
     TurnChance(f);
   } else if (node.street == 3 && f.river < 0) {
@@ -86,7 +98,6 @@ void Traverse(TraversalFrame& f) {
   } else {
     DecisionOpponent(f);
   }
-  if (context.mode == QueryMode && context.nodeQuery && context.phase != DescendPhase) CaptureQuery(f);
 }
 
 PassValues RunPass(SolverContext& context, int player, int mode) {
@@ -109,9 +120,13 @@ PassValues RunPass(SolverContext& context, int player, int mode) {
   };
 
   // A river tree deals nothing, so there is nothing to queue: its one walk
-  // is the ascend.
+  // is the ascend. But its root is a river entry, and a batched entry
+  // writes in whatever phase it runs; the descend of an update pass above
+  // SIMD level 1 is therefore walked too, which gives such a tree a second
+  // update per pass. At level 1 that walk would write nothing.
+  const bool descend = context.rootStreet != 3 || (mode == UpdateMode && SimdLevel > 1);
   TraversalFrame ascend;
-  RunThreePhases(context, context.rootStreet != 3, rootFrame, ascend);
+  RunThreePhases(context, descend, rootFrame, ascend);
 
   PassValues values;
   const float* norm = context.normWeights[size_t(player)].data();

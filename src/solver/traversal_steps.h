@@ -52,6 +52,8 @@ int32_t ListHandCount(const SolverContext& context, int turn, int river);
 const uint16_t* ListHandCards(const SolverContext& context, int turn, int river);
 
 void Traverse(TraversalFrame& frame);
+// Traverse's dispatch without the river entry: the plain steps.
+void TraverseSteps(TraversalFrame& frame);
 void DecisionOwn(TraversalFrame& frame);
 void DecisionOpponent(TraversalFrame& frame);
 void EndNode(TraversalFrame& frame);
@@ -60,6 +62,28 @@ void TurnChance(TraversalFrame& frame);
 void RiverChance(TraversalFrame& frame);
 // A river deal inside a turn job of a flop tree: all rivers on this thread.
 void RiverChanceInline(TraversalFrame& frame);
+
+// Shared by the plain and the batched steps.
+//
+// Whether the last two children of a river node are the call (a showdown)
+// and the fold: both then come out of one kernel sweep.
+bool HasEndPair(const SolverContext& context, const TreeNode& node);
+// Biases the node's player towards (f > 0) or away from a child, in update
+// passes only: reported values stay the game's.
+void ApplyEvBoost(FloatVec& v, const TreeNode& child, const TreeNode& node);
+// The traverser's node in an update pass, once the children's values are
+// in (values[i], null for zeros): the node's value into frame.valueA and,
+// with writes, the regret update; fused where the store offers it.
+void OwnNodeUpdate(TraversalFrame& frame, FloatVec* values, bool writes);
+// The opponent's reach through each action into r[actions] (null rows for
+// no reach), and with addSums the strategy sums of an update pass where
+// they are due and the node isn't locked.
+void OpponentChildReaches(TraversalFrame& frame, FloatVec* r, bool addSums);
+// The chance reach sum of a deal point, for the subgame re-solves; the
+// record of the river deal below node for a dealt turn.
+void AccumulateRiverReachSum(const SolverContext& context, TreeNode& node, int turn, const FloatVec& reach);
+// 1 / the river cards that can come for any pair of hands.
+float RiverFactor();
 
 // Terminal values of one end node with the reach of the frame; the showdown
 // on the frame's river list.

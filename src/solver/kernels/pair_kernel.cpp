@@ -19,7 +19,7 @@ struct PairRecord {
 template <bool TwoReaches>
 void PairSweep(float* outShowdown, float* outFold, const float* reachShowdown, const float* reachFold, int n,
                const uint16_t* tieRuns, int tieRunCount, const uint16_t* handCards, float showdownPayoff,
-               float foldPayoff, const uint64_t* activeMask) {
+               float foldPayoff, const uint16_t* activeMask) {
   if (reachShowdown == nullptr || reachFold == nullptr) {
     for (int i = 0; i < n; ++i) outShowdown[i] = outFold[i] = 0.0f;
     return;
@@ -48,7 +48,7 @@ void PairSweep(float* outShowdown, float* outFold, const float* reachShowdown, c
       cardSum[handCards[i] & 0xFF] -= w;
       cardSum[handCards[i] >> 8] -= w;
     };
-    const uint64_t mask = activeMask != nullptr ? activeMask[g] : 1;
+    const uint32_t mask = activeMask != nullptr ? activeMask[g] : 1;
     if (mask == 0) {
       // Dead in both.
     } else if (TwoReaches || activeMask == nullptr || size > SmallTieGroupLimit) {
@@ -64,7 +64,7 @@ void PairSweep(float* outShowdown, float* outFold, const float* reachShowdown, c
         }
       }
     } else {
-      uint64_t bits = mask & ((uint64_t(1) << size) - 1);
+      uint32_t bits = mask & ((uint32_t(1) << size) - 1);
       while (bits != 0) {
         const int i = first + std::countr_zero(bits);
         bits &= bits - 1;
@@ -135,14 +135,14 @@ void PairSweep(float* outShowdown, float* outFold, const float* reachShowdown, c
 
 void PairKernel(float* outShowdown, float* outFold, const float* reach, int n, const uint16_t* tieRuns,
                 int tieRunCount, const uint16_t* handCards, float showdownPayoff, float foldPayoff,
-                const uint64_t* activeMask) {
+                const uint16_t* activeMask) {
   PairSweep<false>(outShowdown, outFold, reach, reach, n, tieRuns, tieRunCount, handCards, showdownPayoff,
                    foldPayoff, activeMask);
 }
 
 void PairKernel2(float* outShowdown, float* outFold, const float* reachShowdown, const float* reachFold,
                  int n, const uint16_t* tieRuns, int tieRunCount, const uint16_t* handCards,
-                 float showdownPayoff, float foldPayoff, const uint64_t* activeMask) {
+                 float showdownPayoff, float foldPayoff, const uint16_t* activeMask) {
   PairSweep<true>(outShowdown, outFold, reachShowdown, reachFold, n, tieRuns, tieRunCount, handCards,
                   showdownPayoff, foldPayoff, activeMask);
 }

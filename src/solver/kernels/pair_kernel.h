@@ -15,11 +15,11 @@
 // Arguments as in ShowdownKernel and FoldKernel; activeMask may be null.
 void PairKernel(float* outShowdown, float* outFold, const float* reach, int n, const uint16_t* tieRuns,
                 int tieRunCount, const uint16_t* handCards, float showdownPayoff, float foldPayoff,
-                const uint64_t* activeMask);
+                const uint16_t* activeMask);
 
 // The showdown on reachShowdown, the fold on reachFold. Both reaches are
 // present or both null (zeros then). A group is skipped only when the mask
 // marks it dead; within the others every hand is tested in both reaches.
 void PairKernel2(float* outShowdown, float* outFold, const float* reachShowdown, const float* reachFold,
                  int n, const uint16_t* tieRuns, int tieRunCount, const uint16_t* handCards,
-                 float showdownPayoff, float foldPayoff, const uint64_t* activeMask);
+                 float showdownPayoff, float foldPayoff, const uint16_t* activeMask);

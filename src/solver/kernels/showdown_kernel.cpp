@@ -20,7 +20,7 @@ struct ShowdownRecord {
 template <int L>
 void ShowdownKernel(float* const* outs, const float* const* reaches, int n, const uint16_t* tieRuns,
                     int tieRunCount, const uint16_t* handCards, const float* payoffs,
-                    const uint64_t* activeMask) {
+                    const uint16_t* activeMask) {
   using V = LaneVec<L>;
   if constexpr (L == 1) {
     if (reaches[0] == nullptr) {
@@ -54,7 +54,7 @@ void ShowdownKernel(float* const* outs, const float* const* reaches, int n, cons
       cardSum[handCards[i] & 0xFF] -= w;
       cardSum[handCards[i] >> 8] -= w;
     };
-    const uint64_t mask = activeMask != nullptr ? activeMask[g] : 1;
+    const uint32_t mask = activeMask != nullptr ? activeMask[g] : 1;
     if (mask == 0) {
       // Dead in every lane's root.
     } else if (activeMask == nullptr || size > SmallTieGroupLimit) {
@@ -65,7 +65,7 @@ void ShowdownKernel(float* const* outs, const float* const* reaches, int n, cons
     } else {
       // The mask names the hands live at the root; their reach here may
       // have dropped to 0, which merely adds 0.
-      uint64_t bits = mask & ((uint64_t(1) << size) - 1);
+      uint32_t bits = mask & ((uint32_t(1) << size) - 1);
       while (bits != 0) {
         const int i = first + std::countr_zero(bits);
         bits &= bits - 1;
@@ -127,7 +127,7 @@ void ShowdownKernel(float* const* outs, const float* const* reaches, int n, cons
 
 #define KESTRUNE_DEFINE_SHOWDOWN_KERNEL(L)                                                      \
   template void ShowdownKernel<L>(float* const*, const float* const*, int, const uint16_t*, int, \
-                                  const uint16_t*, const float*, const uint64_t*);
+                                  const uint16_t*, const float*, const uint16_t*);
 KESTRUNE_DEFINE_SHOWDOWN_KERNEL(1)
 KESTRUNE_DEFINE_SHOWDOWN_KERNEL(2)
 KESTRUNE_DEFINE_SHOWDOWN_KERNEL(3)

@@ -27,11 +27,11 @@
 template <int L>
 void ShowdownKernel(float* const* outs, const float* const* reaches, int n, const uint16_t* tieRuns,
                     int tieRunCount, const uint16_t* handCards, const float* payoffs,
-                    const uint64_t* activeMask);
+                    const uint16_t* activeMask);
 
 #define KESTRUNE_DECLARE_SHOWDOWN_KERNEL(L)                                                            \
   extern template void ShowdownKernel<L>(float* const*, const float* const*, int, const uint16_t*, int, \
-                                         const uint16_t*, const float*, const uint64_t*);
+                                         const uint16_t*, const float*, const uint16_t*);
 KESTRUNE_DECLARE_SHOWDOWN_KERNEL(1)
 KESTRUNE_DECLARE_SHOWDOWN_KERNEL(2)
 KESTRUNE_DECLARE_SHOWDOWN_KERNEL(3)

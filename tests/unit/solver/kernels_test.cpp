@@ -114,16 +114,16 @@ void ExpectNear(const std::vector<float>& out, const Reference& ref, const char*
 // The activeMask of a set of lane reaches: per group of up to 16 hands a
 // bit per hand with reach above 0 in any lane, for a larger group 1 when
 // any hand has. `extraBits` also sets the bits of hands with zero reach.
-std::vector<uint64_t> MaskOf(const RiverList& list, const std::vector<std::vector<float>>& reaches,
+std::vector<uint16_t> MaskOf(const RiverList& list, const std::vector<std::vector<float>>& reaches,
                              bool extraBits) {
-  std::vector<uint64_t> mask;
+  std::vector<uint16_t> mask;
   int first = 0;
   for (uint16_t size : list.tieRuns) {
-    uint64_t word = 0;
+    uint16_t word = 0;
     for (int k = 0; k < size; ++k) {
       bool live = extraBits && k % 3 == 0;
       for (const auto& reach : reaches) live = live || reach[first + k] > 0.0f;
-      if (live) word |= size <= 16 ? uint64_t(1) << k : 1;
+      if (live) word = uint16_t(word | (size <= 16 ? 1u << k : 1u));
     }
     mask.push_back(word);
     first += size;
@@ -133,7 +133,7 @@ std::vector<uint64_t> MaskOf(const RiverList& list, const std::vector<std::vecto
 
 template <int L>
 void RunShowdown(std::vector<std::vector<float>>& outs, const std::vector<std::vector<float>>& reaches,
-                 const RiverList& list, const std::vector<float>& payoffs, const uint64_t* mask) {
+                 const RiverList& list, const std::vector<float>& payoffs, const uint16_t* mask) {
   float* outPointers[L];
   const float* reachPointers[L];
   for (int l = 0; l < L; ++l) {
@@ -171,9 +171,9 @@ void CheckShowdownLanes(const RiverList& list, std::mt19937& rng, double zeroSha
     payoffs[l] = payoffDist(rng);
   }
   if (deadLane) std::fill(reaches[L - 1].begin(), reaches[L - 1].end(), 0.0f);
-  const std::vector<uint64_t> exactMask = MaskOf(list, reaches, false);
-  const std::vector<uint64_t> wideMask = MaskOf(list, reaches, true);
-  for (const uint64_t* mask : {(const uint64_t*)nullptr, exactMask.data(), wideMask.data()}) {
+  const std::vector<uint16_t> exactMask = MaskOf(list, reaches, false);
+  const std::vector<uint16_t> wideMask = MaskOf(list, reaches, true);
+  for (const uint16_t* mask : {(const uint16_t*)nullptr, exactMask.data(), wideMask.data()}) {
     RunShowdown<L>(outs, reaches, list, payoffs, mask);
     for (int l = 0; l < L; ++l) {
       SCOPED_TRACE(::testing::Message() << "showdown L=" << L << " lane " << l << " n=" << list.Size()
@@ -252,14 +252,14 @@ TEST_F(KernelsTest, DeadStretchesBetweenLiveGroups) {
         first += list.tieRuns[g];
       }
     }
-    const std::vector<uint64_t> mask = MaskOf(list, reaches, false);
-    for (const uint64_t* m : {(const uint64_t*)nullptr, mask.data()}) {
+    const std::vector<uint16_t> mask = MaskOf(list, reaches, false);
+    for (const uint16_t* m : {(const uint16_t*)nullptr, mask.data()}) {
       RunShowdown<L>(outs, reaches, list, payoffs, m);
       for (int l = 0; l < L; ++l)
         ExpectNear(outs[l], ReferenceValues(list, reaches[l], payoffs[l], true), "dead stretches, 8 lanes");
       std::vector<std::vector<float>> single(1);
       for (int l = 0; l < L; ++l) {
-        const std::vector<uint64_t> ownMask = MaskOf(list, {reaches[l]}, false);
+        const std::vector<uint16_t> ownMask = MaskOf(list, {reaches[l]}, false);
         RunShowdown<1>(single, {reaches[l]}, list, {payoffs[l]}, m ? ownMask.data() : nullptr);
         ExpectNear(single[0], ReferenceValues(list, reaches[l], payoffs[l], true), "dead stretches, 1 lane");
       }
@@ -323,8 +323,8 @@ TEST_F(KernelsTest, PairKernelsMatchTheDoubleLoop) {
       const Reference showdownOne = ReferenceValues(list, reachS, ps, true);
       const Reference foldOne = ReferenceValues(list, reachS, pf, false);
       const Reference foldTwo = ReferenceValues(list, reachF, pf, false);
-      const std::vector<uint64_t> maskOne = MaskOf(list, {reachS}, false);
-      const std::vector<uint64_t> maskTwo = MaskOf(list, {reachS, reachF}, false);
+      const std::vector<uint16_t> maskOne = MaskOf(list, {reachS}, false);
+      const std::vector<uint16_t> maskTwo = MaskOf(list, {reachS, reachF}, false);
       for (bool masked : {false, true}) {
         SCOPED_TRACE(::testing::Message() << "n=" << n << " zeros " << zeroShare << (masked ? " masked" : ""));
         std::vector<float> outS(n, NAN), outF(n, NAN);

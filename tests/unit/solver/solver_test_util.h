@@ -24,10 +24,14 @@ class SolverFixture : public BuildFixture {
   void SetUp() override {
     BuildFixture::SetUp();
     savedThreads_ = ThreadCount;
+    savedSimd_ = SimdLevel;
+    savedAvx512_ = Avx512Allowed;
     ThreadCount = 2;
   }
   void TearDown() override {
     ThreadCount = savedThreads_;
+    SimdLevel = savedSimd_;
+    Avx512Allowed = savedAvx512_;
     BuildFixture::TearDown();
   }
 
@@ -73,6 +77,8 @@ class SolverFixture : public BuildFixture {
 
  private:
   int savedThreads_ = 0;
+  int savedSimd_ = 8;
+  bool savedAvx512_ = false;
 };
 
 // Path of a file of the source tree, from this file's place.

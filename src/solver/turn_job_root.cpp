@@ -1,0 +1,174 @@
+// TurnJobRoot: a turn job of a flop tree in an update pass, with the river
+// work below it scheduled card by card or point by point.
+//
+// Card-outer runs, for each river card, the subtrees of every point where
+// the turn ends at once: terminals of different points share kernel sweeps,
+// which pays when each point has few of them. It uses river rows in place
+// while other points' rows are open, so it needs stores that aren't
+// unpacked per turn. Node-outer runs each point through the plain river
+// deal, every card with its own batch.
+#include "setup/settings.h"
+#include "solver/river_batch.h"
+#include "solver/traversal.h"
+#include "solver/traversal_steps.h"
+#include "solver/vector_ops.h"
+
+namespace {
+
+// Fewer terminals than this per river root on average: card-outer.
+constexpr float CardOuterLimit = 7.0f;
+
+// End nodes on river nodes from this node down, each node once.
+int32_t RiverEndNodes(const SolverContext& context, const TreeNode& node) {
+  if (node.kind != DecisionNode) return 1;
+  int32_t count = 0;
+  for (int32_t child : node.children) count += RiverEndNodes(context, context.nodes[size_t(child)]);
+  return count;
+}
+
+bool LevelsAllowCardOuter(const SolverContext& context) {
+  return context.storeLevels[0] == 0 && (context.storeLevels[1] == 0 || context.storeLevels[1] == 3);
+}
+
+// Per-thread arrays of a card-outer pass, kept for their capacity.
+struct CardPassScratch {
+  std::vector<FloatVec> gathered;  // each entry's reach on the river's list
+  std::vector<FloatVec> values;    // each entry's value on the river's list
+  std::vector<uint8_t> collected;  // whether the entry went through the walks
+};
+thread_local CardPassScratch cardScratch;
+
+TraversalFrame EntryFrame(const TraversalFrame& root, TreeNode* node, int river) {
+  TraversalFrame frame;
+  frame.context = root.context;
+  frame.node = node;
+  frame.turn = root.turn;
+  frame.river = river;
+  return frame;
+}
+
+// values[i][parentIndex[k][j]] += value[j] for one to three entries at once,
+// so that one read of the index serves them all.
+template <int Count>
+void ScatterRound(float* const* acc, const float* const* value, const uint16_t* index, int32_t hands) {
+  for (int32_t j = 0; j < hands; ++j) {
+    const uint16_t k = index[j];
+    if (k == NoHand) continue;
+    for (int e = 0; e < Count; ++e) acc[e][k] += value[e][j];
+  }
+}
+
+void ScatterEntries(std::vector<FloatVec>& values, std::vector<FloatVec>& riverValues, const BoardNode& river) {
+  float* acc[3];
+  const float* value[3];
+  int pending = 0;
+  auto flush = [&] {
+    for (int32_t k = 0; k < river.weight; ++k) {
+      const uint16_t* index = river.parentIndex[size_t(k)].data();
+      if (pending == 3)
+        ScatterRound<3>(acc, value, index, river.HandCount());
+      else if (pending == 2)
+        ScatterRound<2>(acc, value, index, river.HandCount());
+      else if (pending == 1)
+        ScatterRound<1>(acc, value, index, river.HandCount());
+    }
+    pending = 0;
+  };
+  for (size_t i = 0; i < riverValues.size(); ++i) {
+    if (!riverValues[i].data) continue;
+    acc[pending] = values[i].data;
+    value[pending] = riverValues[i].data;
+    if (++pending == 3) flush();
+  }
+  flush();
+}
+
+// All river subtrees of the turn job on one river card.
+void RiverCardPass(TraversalFrame& root, int r) {
+  SolverContext& context = *root.context;
+  TurnBatch& turnBatch = ThreadTurnBatch();
+  RiverBatch& batch = ThreadRiverBatch();
+  const BoardNode& river = context.boardTree->turns[size_t(root.turn)].rivers[size_t(r)];
+  const int32_t riverHands = river.HandCount();
+  const size_t entries = turnBatch.entries.size();
+  PrepareRiverBatch(batch, EntryFrame(root, root.node, r), false);
+  CardPassScratch& scratch = cardScratch;
+  scratch.gathered.resize(entries);
+  scratch.values.resize(entries);
+  scratch.collected.assign(entries, 0);
+
+  for (size_t i = 0; i < entries; ++i) {
+    batch.masks.emplace_back();
+    vecops::SetNull(scratch.gathered[i], riverHands);
+    vecops::SetNull(scratch.values[i], riverHands);
+    TreeNode& node = *turnBatch.entries[i];
+    if (node.street != 3) continue;
+    if (r == 0) {
+      if (turnBatch.reach[i].data) vecops::Zero(turnBatch.values[i], turnBatch.values[i].count);
+      if (node.kind == DecisionNode) AccumulateRiverReachSum(context, node, root.turn, turnBatch.reach[i]);
+    }
+    vecops::GatherReach(scratch.gathered[i], turnBatch.reach[i], river.parentIndex[0].data(), riverHands);
+    MakeLiveMask(batch.masks.back(), river, scratch.gathered[i].data);
+  }
+  // An entry without reach on this river adds nothing and learns nothing:
+  // it is left out of both walks alike.
+  for (size_t i = 0; i < entries; ++i) {
+    if (!scratch.gathered[i].data) continue;
+    scratch.collected[i] = 1;
+    batch.currentRoot = int32_t(i);
+    TraversalFrame frame = EntryFrame(root, turnBatch.entries[i], r);
+    frame.reachA = static_cast<FloatVec&&>(scratch.gathered[i]);
+    CollectNode(frame, true);
+  }
+  EvaluateBatch(river);
+  for (size_t i = 0; i < entries; ++i) {
+    if (!scratch.collected[i]) continue;
+    TraversalFrame frame = EntryFrame(root, turnBatch.entries[i], r);
+    ConsumeNode(frame);
+    scratch.values[i] = static_cast<FloatVec&&>(frame.valueA);
+  }
+  ScatterEntries(turnBatch.values, scratch.values, river);
+  for (FloatVec& v : scratch.values) ReleaseVector(v);
+  PrepareRiverBatch(batch, root, false);
+}
+
+}  // namespace
+
+void TurnJobRoot(TraversalFrame& f) {
+  SolverContext& context = *f.context;
+  TurnBatch& turnBatch = ThreadTurnBatch();
+  turnBatch.entries.clear();
+  turnBatch.reach.clear();
+  turnBatch.values.clear();
+  turnBatch.cursor = 0;
+
+  CollectNode(f, true);
+
+  int32_t roots = 0;
+  int32_t terminals = 0;
+  for (const TreeNode* entry : turnBatch.entries) {
+    if (entry->street != 3) continue;
+    ++roots;
+    terminals += RiverEndNodes(context, *entry);
+  }
+  const bool cardOuter = roots > 0 && LevelsAllowCardOuter(context) && float(terminals) / float(roots) < CardOuterLimit;
+  if (cardOuter) {
+    const int rivers = int(context.boardTree->turns[size_t(f.turn)].rivers.size());
+    for (int r = 0; r < rivers; ++r) RiverCardPass(f, r);
+    for (size_t i = 0; i < turnBatch.entries.size(); ++i)
+      if (turnBatch.entries[i]->street == 3) vecops::Scale(turnBatch.values[i], RiverFactor());
+  } else {
+    for (size_t i = 0; i < turnBatch.entries.size(); ++i) {
+      if (turnBatch.entries[i]->street != 3) continue;
+      TraversalFrame frame = EntryFrame(f, turnBatch.entries[i], -1);
+      frame.reachA = static_cast<FloatVec&&>(turnBatch.reach[i]);
+      RiverChanceInline(frame);
+      turnBatch.values[i] = static_cast<FloatVec&&>(frame.valueA);
+    }
+  }
+  ConsumeNode(f);
+  turnBatch.entries.clear();
+  turnBatch.reach.clear();
+  turnBatch.values.clear();
+  turnBatch.cursor = 0;
+}
