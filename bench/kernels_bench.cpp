@@ -24,7 +24,7 @@ struct BenchRiver {
   std::vector<std::vector<float>> reaches;  // 8 of them
   std::vector<std::vector<float>> outs;
   std::vector<float> payoffs;
-  std::vector<uint64_t> mask;
+  std::vector<uint16_t> mask;
 };
 
 // Board Qs Jh 2h 7c 4d; reaches zero for (100 - percent)% of the tie groups
@@ -62,11 +62,11 @@ BenchRiver MakeBenchRiver(int percent) {
   int first = 0;
   for (uint16_t size : river.tieRuns) {
     const bool live = int(rng() % 100) < percent;
-    uint64_t word = 0;
+    uint16_t word = 0;
     for (int k = 0; k < size; ++k)
       for (int l = 0; l < 8; ++l) {
         river.reaches[l][first + k] = live ? unit(rng) : 0.0f;
-        if (live) word |= size <= 16 ? uint64_t(1) << k : 1;
+        if (live) word = uint16_t(word | (size <= 16 ? 1u << k : 1u));
       }
     river.mask.push_back(word);
     first += size;
@@ -95,7 +95,7 @@ void BM_Showdown(benchmark::State& state) {
   const float* reaches[L];
   for (int l = 0; l < L; ++l) outs[l] = river.outs[l].data(), reaches[l] = river.reaches[l].data();
   const int n = int(river.handCards.size());
-  const uint64_t* mask = state.range(1) ? river.mask.data() : nullptr;
+  const uint16_t* mask = state.range(1) ? river.mask.data() : nullptr;
   for (auto _ : state) {
     ShowdownKernel<L>(outs, reaches, n, river.tieRuns.data(), int(river.tieRuns.size()), river.handCards.data(),
                       river.payoffs.data(), mask);
