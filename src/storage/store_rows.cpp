@@ -1,5 +1,7 @@
 #include "storage/store_rows.h"
 
+#include <immintrin.h>
+
 #include <cstring>
 
 #include "storage/kernels/regret_matching.h"
@@ -30,8 +32,14 @@ void MatchFloatRows(const float* const* rows, FloatVec* out, int actions, int ha
 
 void ReleaseIfZero(FloatVec& row) {
   if (!row.data) return;
+  // Rows are rarely all zero: stop at the first block with a bit set.
+  int i = 0;
+  for (; i + 8 <= row.count; i += 8) {
+    const __m256i block = _mm256_castps_si256(_mm256_loadu_ps(row.data + i));
+    if (!_mm256_testz_si256(block, block)) return;
+  }
   uint32_t bits = 0;
-  for (int i = 0; i < row.count; ++i) {
+  for (; i < row.count; ++i) {
     uint32_t word;
     std::memcpy(&word, row.data + i, sizeof word);
     bits |= word;

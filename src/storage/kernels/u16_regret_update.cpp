@@ -29,25 +29,44 @@ inline float Stepped(float r, float d, float scaledPower, const U16Step& step) {
   return Select(x > 0.0f, x, 0.0f);
 }
 
-// Steps one block of elements: r holds them widened, d the differences.
-inline void StepBlock(float (&r)[Width], const float (&d)[Width], const U16Step& step) {
-  float e[Width];
-  for (int k = 0; k < Width; ++k) e[k] = std::fabs(d[k]);
-  Pow075Lanes(e, step.p);
-  for (int k = 0; k < Width; ++k) r[k] = Stepped(r[k], d[k], e[k], step);
+// The block forms below are written with AVX intrinsics: left to GCC, the
+// mix of 16-bit rows and float work came out as 128-bit code with spills.
+// Each computes exactly what the scalar form does, operation for
+// operation, so block and tail agree bit for bit.
+inline __m256 WidenBlock(const uint16_t* row) {
+  const __m128i raw = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
+  const __m128i lo = _mm_cvtepu16_epi32(raw);
+  const __m128i hi = _mm_cvtepu16_epi32(_mm_srli_si128(raw, 8));
+  return _mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(lo), hi, 1));
+}
+
+// Values are in 0..65535 here, so the signed conversion and the unsigned
+// pack are exact.
+inline void NarrowBlock(__m256 x, uint16_t* row) {
+  const __m256i v = _mm256_cvttps_epi32(x);
+  const __m128i packed = _mm_packus_epi32(_mm256_castsi256_si128(v), _mm256_extractf128_si256(v, 1));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(row), packed);
+}
+
+// Stepped on eight elements; scaled power = p * sqrt(|d|) * sqrt(sqrt(|d|)).
+inline __m256 StepVec(__m256 r, __m256 d, const U16Step& step) {
+  const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF));
+  const __m256 root = _mm256_sqrt_ps(_mm256_and_ps(d, absMask));
+  const __m256 power = _mm256_mul_ps(_mm256_mul_ps(_mm256_set1_ps(step.p), root), _mm256_sqrt_ps(root));
+  // min/max take the second operand for a NaN, as the selects do.
+  __m256 inc = _mm256_min_ps(power, _mm256_set1_ps(65536.0f));
+  inc = _mm256_round_ps(inc, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+  const __m256 t = _mm256_set1_ps(step.t);
+  const __m256 up = _mm256_and_ps(_mm256_cmp_ps(d, t, _CMP_GE_OQ), inc);
+  const __m256 down = _mm256_and_ps(_mm256_cmp_ps(d, _mm256_set1_ps(-step.t), _CMP_LE_OQ), inc);
+  __m256 x = _mm256_add_ps(r, up);
+  x = _mm256_min_ps(x, _mm256_set1_ps(65535.0f));
+  x = _mm256_sub_ps(x, down);
+  return _mm256_max_ps(x, _mm256_setzero_ps());
 }
 
 inline float StepOne(float r, float d, const U16Step& step) {
   return Stepped(r, d, Pow075(std::fabs(d), step.p), step);
-}
-
-// Widening and narrowing stay loops of their own: mixed with the float work
-// GCC finds no common vector shape for them under AVX.
-inline void Widen(const uint16_t* __restrict row, float (&r)[Width]) {
-  for (int k = 0; k < Width; ++k) r[k] = row[k];
-}
-inline void Narrow(const float (&r)[Width], uint16_t* __restrict row) {
-  for (int k = 0; k < Width; ++k) row[k] = uint16_t(int32_t(r[k]));
 }
 
 template <bool HasValue, bool HasBaseline, bool HasMask>
@@ -62,11 +81,9 @@ void Update(uint16_t* __restrict row, const float* __restrict value, const float
   };
   int i = 0;
   for (; i + Width <= hands; i += Width) {
-    float r[Width], d[Width];
-    Widen(row + i, r);
+    alignas(32) float d[Width];
     for (int k = 0; k < Width; ++k) d[k] = difference(i + k);
-    StepBlock(r, d, step);
-    Narrow(r, row + i);
+    NarrowBlock(StepVec(WidenBlock(row + i), _mm256_load_ps(d), step), row + i);
   }
   for (; i < hands; ++i) row[i] = uint16_t(int32_t(StepOne(row[i], difference(i), step)));
 }
@@ -84,13 +101,15 @@ void UpdateMasked(uint16_t* row, const float* value, const float* baseline, cons
 struct Fused2Hand {
   float ev, d0, d1;
 };
+// One division: the three quotients by n are products with its inverse.
 inline Fused2Hand Fused2At(float r0, float r1, float x0, float x1, float u0, float u1) {
   float n = r0 + r1;
   bool ok = n > 0.0f;
+  float inv = 1.0f / n;
   float gap = x0 - x1;
-  float ev = Select(ok, (x0 * r0 + x1 * r1) / n, x0 * u0 + x1 * u1);
-  float d0 = Select(ok, gap * r1 / n, u1 * gap);
-  float d1 = Select(ok, -gap * r0 / n, -u0 * gap);
+  float ev = Select(ok, (x0 * r0 + x1 * r1) * inv, x0 * u0 + x1 * u1);
+  float d0 = Select(ok, gap * r1 * inv, u1 * gap);
+  float d1 = Select(ok, -gap * r0 * inv, -u0 * gap);
   return {ev, d0, d1};
 }
 
@@ -131,21 +150,28 @@ void AverageTies(uint16_t* row, int hands, const uint16_t* runs, size_t runCount
 void U16Fused2(uint16_t* __restrict r0, uint16_t* __restrict r1, const float* __restrict x0,
                const float* __restrict x1, float* __restrict out, int hands, U16Step step, const float* fallback) {
   const float u0 = fallback[0], u1 = fallback[1];
+  const __m256 vu0 = _mm256_set1_ps(u0), vu1 = _mm256_set1_ps(u1);
+  const __m256 zero = _mm256_setzero_ps();
   int i = 0;
   for (; i + Width <= hands; i += Width) {
-    float a[Width], b[Width], d0[Width], d1[Width];
-    Widen(r0 + i, a);
-    Widen(r1 + i, b);
-    for (int k = 0; k < Width; ++k) {
-      Fused2Hand h = Fused2At(a[k], b[k], x0[i + k], x1[i + k], u0, u1);
-      out[i + k] = h.ev;
-      d0[k] = h.d0;
-      d1[k] = h.d1;
-    }
-    StepBlock(a, d0, step);
-    StepBlock(b, d1, step);
-    Narrow(a, r0 + i);
-    Narrow(b, r1 + i);
+    const __m256 a = WidenBlock(r0 + i), b = WidenBlock(r1 + i);
+    const __m256 v0 = _mm256_loadu_ps(x0 + i), v1 = _mm256_loadu_ps(x1 + i);
+    // Fused2At on eight hands; the quotients of an empty row are blended
+    // away, as the selects do.
+    const __m256 n = _mm256_add_ps(a, b);
+    const __m256 ok = _mm256_cmp_ps(n, zero, _CMP_GT_OQ);
+    const __m256 gap = _mm256_sub_ps(v0, v1);
+    const __m256 inv = _mm256_div_ps(_mm256_set1_ps(1.0f), n);
+    const __m256 ev = _mm256_blendv_ps(_mm256_add_ps(_mm256_mul_ps(v0, vu0), _mm256_mul_ps(v1, vu1)),
+                                       _mm256_mul_ps(_mm256_add_ps(_mm256_mul_ps(v0, a), _mm256_mul_ps(v1, b)), inv), ok);
+    const __m256 signBit = _mm256_set1_ps(-0.0f);
+    const __m256 negGap = _mm256_xor_ps(gap, signBit);
+    const __m256 d0 = _mm256_blendv_ps(_mm256_mul_ps(vu1, gap), _mm256_mul_ps(_mm256_mul_ps(gap, b), inv), ok);
+    const __m256 d1 = _mm256_blendv_ps(_mm256_mul_ps(_mm256_xor_ps(vu0, signBit), gap),
+                                       _mm256_mul_ps(_mm256_mul_ps(negGap, a), inv), ok);
+    _mm256_storeu_ps(out + i, ev);
+    NarrowBlock(StepVec(a, d0, step), r0 + i);
+    NarrowBlock(StepVec(b, d1, step), r1 + i);
   }
   for (; i < hands; ++i) {
     float a = r0[i], b = r1[i];
@@ -159,25 +185,21 @@ void U16Fused2(uint16_t* __restrict r0, uint16_t* __restrict r1, const float* __
 void U16Fused3(uint16_t* __restrict r0, uint16_t* __restrict r1, uint16_t* __restrict r2,
                const float* __restrict x0, const float* __restrict x1, const float* __restrict x2,
                float* __restrict out, int hands, U16Step step, const float* fallback) {
+  const __m256 u0 = _mm256_set1_ps(fallback[0]), u1 = _mm256_set1_ps(fallback[1]), u2 = _mm256_set1_ps(fallback[2]);
   int i = 0;
   for (; i + Width <= hands; i += Width) {
-    float a[Width], b[Width], c[Width], d0[Width], d1[Width], d2[Width];
-    Widen(r0 + i, a);
-    Widen(r1 + i, b);
-    Widen(r2 + i, c);
-    for (int k = 0; k < Width; ++k) {
-      Fused3Hand h = Fused3At(a[k], b[k], c[k], x0[i + k], x1[i + k], x2[i + k], fallback);
-      out[i + k] = h.ev;
-      d0[k] = h.d0;
-      d1[k] = h.d1;
-      d2[k] = h.d2;
-    }
-    StepBlock(a, d0, step);
-    StepBlock(b, d1, step);
-    StepBlock(c, d2, step);
-    Narrow(a, r0 + i);
-    Narrow(b, r1 + i);
-    Narrow(c, r2 + i);
+    const __m256 a = WidenBlock(r0 + i), b = WidenBlock(r1 + i), c = WidenBlock(r2 + i);
+    const __m256 v0 = _mm256_loadu_ps(x0 + i), v1 = _mm256_loadu_ps(x1 + i), v2 = _mm256_loadu_ps(x2 + i);
+    const __m256 n = _mm256_add_ps(_mm256_add_ps(a, b), c);
+    const __m256 ok = _mm256_cmp_ps(n, _mm256_setzero_ps(), _CMP_GT_OQ);
+    const __m256 mixed = _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(v0, a), _mm256_mul_ps(v1, b)), _mm256_mul_ps(v2, c));
+    const __m256 uniform =
+        _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(v0, u0), _mm256_mul_ps(v1, u1)), _mm256_mul_ps(v2, u2));
+    const __m256 ev = _mm256_blendv_ps(uniform, _mm256_div_ps(mixed, n), ok);
+    _mm256_storeu_ps(out + i, ev);
+    NarrowBlock(StepVec(a, _mm256_sub_ps(v0, ev), step), r0 + i);
+    NarrowBlock(StepVec(b, _mm256_sub_ps(v1, ev), step), r1 + i);
+    NarrowBlock(StepVec(c, _mm256_sub_ps(v2, ev), step), r2 + i);
   }
   for (; i < hands; ++i) {
     float a = r0[i], b = r1[i], c = r2[i];

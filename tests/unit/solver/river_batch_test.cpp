@@ -296,3 +296,49 @@ TEST_F(RiverBatchTest, CollectListsPairsOnceAndNullReachLearnsNothing) {
   }
 }
 
+
+// A live mask against its definition, straight from the tie runs: every
+// river of a turn, reaches from empty to full, groups of one hand to more
+// than sixteen, groups across 64-hand words.
+TEST_F(RiverBatchTest, LiveMaskFollowsTheTieGroups) {
+  SetRanges([](int, int) { return 1.0; });
+  SetBoard("Qs Jh 2h", "8d");
+  ExecuteCommand({"set_pot", "0", "0", "100"});
+  ExecuteCommand({"clear_lines"});
+  ExecuteCommand({"add_line", "0", "0", "0", "0"});
+  ExecuteCommand({"build_tree"});
+  FlushReply();
+  const SolverContext& c = Context();
+  uint32_t state = 99;
+  bool sawLarge = false;
+  for (const BoardNode& river : c.boardTree->turns[size_t(c.rootTurn)].rivers) {
+    const int hands = river.HandCount();
+    for (int density : {0, 1, 5, 50, 100}) {
+      std::vector<float> reach(static_cast<size_t>(hands));
+      for (float& r : reach) {
+        state = state * 1664525u + 1013904223u;
+        r = int((state >> 8) % 100) < density ? 0.5f : 0.0f;
+      }
+      LiveMask mask;
+      MakeLiveMask(mask, river, reach.data());
+      ASSERT_EQ(mask.count, int(river.tieRuns.size()));
+      int first = 0;
+      for (int g = 0; g < mask.count; ++g) {
+        const int size = river.tieRuns[size_t(g)];
+        uint32_t expected = 0;
+        for (int i = 0; i < size; ++i) {
+          const bool live = reach[size_t(first + i)] > 0.0f;
+          if (size <= 16) expected |= uint32_t(live) << i;
+          else expected |= uint32_t(live);
+        }
+        sawLarge |= size > 16;
+        ASSERT_EQ(mask.groups[g], expected) << "group " << g << " of size " << size << ", density " << density;
+        first += size;
+      }
+    }
+    LiveMask empty;
+    MakeLiveMask(empty, river, nullptr);
+    for (int g = 0; g < empty.count; ++g) ASSERT_EQ(empty.groups[g], 0);
+  }
+  EXPECT_TRUE(sawLarge);
+}
