@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "setup/settings.h"
+#include "storage/kernels/u16_regret_matching.h"
 #include "storage/kernels/u16_regret_update.h"
 #include "store_test_util.h"
 
@@ -375,6 +376,33 @@ TEST(U16Kernel, BlocksMatchTheScalarFormBitForBit) {
       ASSERT_EQ(std::bit_cast<uint32_t>(out[size_t(i)]), std::bit_cast<uint32_t>(outSingle[size_t(i)]))
           << "round " << round << " hand " << i;
       for (int a = 0; a < 3; ++a) ASSERT_EQ(rows[a][size_t(i)], single[a][size_t(i)]) << "round " << round << " hand " << i;
+    }
+    // Regret matching and strategy times reach.
+    std::vector<float> reach = randomValues();
+    for (float& r : reach) r = std::fabs(r) / 3000.0f;
+    for (int actions : {2, 3}) {
+      std::vector<float> whole[3], oneByOne[3];
+      for (int a = 0; a < 3; ++a) whole[a].assign(size_t(hands), -1.0f), oneByOne[a].assign(size_t(hands), -1.0f);
+      for (int timesReach : {0, 1}) {
+        auto run = [&](int first, int count, std::vector<float>* out) {
+          const size_t f = size_t(first);
+          if (actions == 2 && timesReach)
+            U16TimesReach2(&rows[0][f], &rows[1][f], &reach[f], &out[0][f], &out[1][f], count, fallback);
+          else if (actions == 2)
+            U16Match2(&rows[0][f], &rows[1][f], &out[0][f], &out[1][f], count, fallback);
+          else if (timesReach)
+            U16TimesReach3(&rows[0][f], &rows[1][f], &rows[2][f], &reach[f], &out[0][f], &out[1][f], &out[2][f],
+                           count, fallback);
+          else
+            U16Match3(&rows[0][f], &rows[1][f], &rows[2][f], &out[0][f], &out[1][f], &out[2][f], count, fallback);
+        };
+        run(0, hands, whole);
+        for (int i = 0; i < hands; ++i) run(i, 1, oneByOne);
+        for (int a = 0; a < actions; ++a)
+          for (int i = 0; i < hands; ++i)
+            ASSERT_EQ(std::bit_cast<uint32_t>(whole[a][size_t(i)]), std::bit_cast<uint32_t>(oneByOne[a][size_t(i)]))
+                << actions << " actions, times reach " << timesReach << ", hand " << i;
+      }
     }
     // The plain step, half the hands locked.
     std::vector<uint8_t> mask(static_cast<size_t>(hands));
