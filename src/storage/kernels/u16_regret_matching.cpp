@@ -1,6 +1,8 @@
 #include "storage/kernels/u16_regret_matching.h"
 
+#include "setup/avx512_forms.h"
 #include "storage/kernels/lanes.h"
+#include "storage/kernels/u16_regret_matching_avx512.h"
 
 using lanes::ForLanes;
 using lanes::Select;
@@ -11,6 +13,7 @@ using lanes::Select;
 
 void U16Match2(const uint16_t* __restrict r0, const uint16_t* __restrict r1, float* __restrict o0,
                float* __restrict o1, int hands, const float* fallback) {
+  if (UseAvx512()) return U16Match2Avx512(r0, r1, o0, o1, hands, fallback);
   const float f0 = fallback[0], f1 = fallback[1];
   ForLanes(hands, [&](int i) {
     float a = r0[i], b = r1[i];
@@ -24,6 +27,7 @@ void U16Match2(const uint16_t* __restrict r0, const uint16_t* __restrict r1, flo
 
 void U16Match3(const uint16_t* __restrict r0, const uint16_t* __restrict r1, const uint16_t* __restrict r2,
                float* __restrict o0, float* __restrict o1, float* __restrict o2, int hands, const float* fallback) {
+  if (UseAvx512()) return U16Match3Avx512(r0, r1, r2, o0, o1, o2, hands, fallback);
   const float f0 = fallback[0], f1 = fallback[1], f2 = fallback[2];
   ForLanes(hands, [&](int i) {
     float a = r0[i], b = r1[i], c = r2[i];
@@ -76,6 +80,7 @@ void U16MatchN(const uint16_t* const* rows, const float* rowFactor, float* const
 
 void U16TimesReach2(const uint16_t* __restrict r0, const uint16_t* __restrict r1, const float* __restrict reach,
                     float* __restrict o0, float* __restrict o1, int hands, const float* fallback) {
+  if (UseAvx512()) return U16TimesReach2Avx512(r0, r1, reach, o0, o1, hands, fallback);
   const float f0 = fallback[0];
   ForLanes(hands, [&](int i) {
     float a = r0[i], b = r1[i];
@@ -90,6 +95,7 @@ void U16TimesReach2(const uint16_t* __restrict r0, const uint16_t* __restrict r1
 void U16TimesReach3(const uint16_t* __restrict r0, const uint16_t* __restrict r1, const uint16_t* __restrict r2,
                     const float* __restrict reach, float* __restrict o0, float* __restrict o1,
                     float* __restrict o2, int hands, const float* fallback) {
+  if (UseAvx512()) return U16TimesReach3Avx512(r0, r1, r2, reach, o0, o1, o2, hands, fallback);
   const float f0 = fallback[0], f1 = fallback[1];
   ForLanes(hands, [&](int i) {
     float a = r0[i], b = r1[i], c = r2[i];
