@@ -10,7 +10,9 @@
 #include <cstdint>
 #include <cstring>
 
+#include "setup/avx512_forms.h"
 #include "solver/float_vec.h"
+#include "solver/multiply_add_avx512.h"
 #include "storage/kernels/lanes.h"
 #include "tree/board_tree.h"
 
@@ -95,10 +97,15 @@ inline void Multiply(FloatVec& out, const FloatVec& a, const FloatVec& b) {
 }
 
 // acc += a * b; a null product adds nothing, a null acc becomes the product.
+// With the 512-bit forms on, the accumulation is fused (one rounding).
 inline void MultiplyAdd(FloatVec& acc, const FloatVec& a, const FloatVec& b) {
   if (!a.data || !b.data) return;
   if (!acc.data) {
     Multiply(acc, a, b);
+    return;
+  }
+  if (UseAvx512()) {
+    MultiplyAddAvx512(acc.data, a.data, b.data, acc.count);
     return;
   }
   float* __restrict o = acc.data;

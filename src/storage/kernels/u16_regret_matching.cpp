@@ -1,6 +1,8 @@
 #include "storage/kernels/u16_regret_matching.h"
 
+#include "setup/avx512_forms.h"
 #include "storage/kernels/lanes.h"
+#include "storage/kernels/u16_regret_matching_avx512.h"
 
 using lanes::ForLanes;
 using lanes::Select;
@@ -33,6 +35,7 @@ inline __attribute__((always_inline)) void ByBlocks(int hands, Block block, One 
 
 void U16Match2(const uint16_t* __restrict r0, const uint16_t* __restrict r1, float* __restrict o0,
                float* __restrict o1, int hands, const float* fallback) {
+  if (UseAvx512()) return U16Match2Avx512(r0, r1, o0, o1, hands, fallback);
   const float f0 = fallback[0], f1 = fallback[1];
   const __m256 v0 = _mm256_set1_ps(f0), v1 = _mm256_set1_ps(f1);
   ByBlocks(
@@ -55,6 +58,7 @@ void U16Match2(const uint16_t* __restrict r0, const uint16_t* __restrict r1, flo
 
 void U16Match3(const uint16_t* __restrict r0, const uint16_t* __restrict r1, const uint16_t* __restrict r2,
                float* __restrict o0, float* __restrict o1, float* __restrict o2, int hands, const float* fallback) {
+  if (UseAvx512()) return U16Match3Avx512(r0, r1, r2, o0, o1, o2, hands, fallback);
   const float f0 = fallback[0], f1 = fallback[1], f2 = fallback[2];
   const __m256 v0 = _mm256_set1_ps(f0), v1 = _mm256_set1_ps(f1), v2 = _mm256_set1_ps(f2);
   ByBlocks(
@@ -117,6 +121,7 @@ void U16MatchN(const uint16_t* const* rows, const float* rowFactor, float* const
 
 void U16TimesReach2(const uint16_t* __restrict r0, const uint16_t* __restrict r1, const float* __restrict reach,
                     float* __restrict o0, float* __restrict o1, int hands, const float* fallback) {
+  if (UseAvx512()) return U16TimesReach2Avx512(r0, r1, reach, o0, o1, hands, fallback);
   const float f0 = fallback[0];
   const __m256 v0 = _mm256_set1_ps(f0), one = _mm256_set1_ps(1.0f);
   ByBlocks(
@@ -142,6 +147,7 @@ void U16TimesReach2(const uint16_t* __restrict r0, const uint16_t* __restrict r1
 void U16TimesReach3(const uint16_t* __restrict r0, const uint16_t* __restrict r1, const uint16_t* __restrict r2,
                     const float* __restrict reach, float* __restrict o0, float* __restrict o1,
                     float* __restrict o2, int hands, const float* fallback) {
+  if (UseAvx512()) return U16TimesReach3Avx512(r0, r1, r2, reach, o0, o1, o2, hands, fallback);
   const float f0 = fallback[0], f1 = fallback[1];
   const __m256 v0 = _mm256_set1_ps(f0), v1 = _mm256_set1_ps(f1), one = _mm256_set1_ps(1.0f);
   ByBlocks(

@@ -5,6 +5,9 @@
 // float: exact for 16-bit elements, and for the shifted rows of sum stores
 // the rounding of a total above 2^24 is far below the precision of the
 // quotient. rowFactor (2^shift per row) may be null for plain rows.
+//
+// The two- and three-action forms choose at each call between their plain
+// loop and a 512-bit one (UseAvx512); both give the same bits.
 #pragma once
 
 #include <cstdint>
