@@ -45,6 +45,16 @@ inline float Select(bool c, float a, float b) {
   return std::bit_cast<float>((std::bit_cast<uint32_t>(a) & m) | (std::bit_cast<uint32_t>(b) & ~m));
 }
 
+// yes where mask (a compare result) is set, else no. Not vblendvps: GCC
+// 12 rewrites that intrinsic into a select on the sign bits, which without
+// AVX2 it expands lane by lane through general registers. Three bitwise
+// operations stay what they are once the mask's origin is hidden from the
+// optimiser, which would otherwise make the same select of them.
+inline __m256 Blend(__m256 no, __m256 yes, __m256 mask) {
+  __asm__("" : "+x"(mask));
+  return _mm256_or_ps(_mm256_and_ps(mask, yes), _mm256_andnot_ps(mask, no));
+}
+
 inline void SqrtLanes(float (&x)[Width]) { _mm256_storeu_ps(x, _mm256_sqrt_ps(_mm256_loadu_ps(x))); }
 
 // factor * x^0.75 of a non-negative x, computed as

@@ -44,8 +44,8 @@ void U16Match2(const uint16_t* __restrict r0, const uint16_t* __restrict r1, flo
         const __m256 a = Widen8(r0 + i), b = Widen8(r1 + i);
         const __m256 sum = _mm256_add_ps(a, b);
         const __m256 ok = _mm256_cmp_ps(sum, _mm256_setzero_ps(), _CMP_GT_OQ);
-        _mm256_storeu_ps(o0 + i, _mm256_blendv_ps(v0, _mm256_div_ps(a, sum), ok));
-        _mm256_storeu_ps(o1 + i, _mm256_blendv_ps(v1, _mm256_div_ps(b, sum), ok));
+        _mm256_storeu_ps(o0 + i, lanes::Blend(v0, _mm256_div_ps(a, sum), ok));
+        _mm256_storeu_ps(o1 + i, lanes::Blend(v1, _mm256_div_ps(b, sum), ok));
       },
       [&](int i) {
         float a = r0[i], b = r1[i];
@@ -67,9 +67,9 @@ void U16Match3(const uint16_t* __restrict r0, const uint16_t* __restrict r1, con
         const __m256 a = Widen8(r0 + i), b = Widen8(r1 + i), c = Widen8(r2 + i);
         const __m256 sum = _mm256_add_ps(_mm256_add_ps(a, b), c);
         const __m256 ok = _mm256_cmp_ps(sum, _mm256_setzero_ps(), _CMP_GT_OQ);
-        _mm256_storeu_ps(o0 + i, _mm256_blendv_ps(v0, _mm256_div_ps(a, sum), ok));
-        _mm256_storeu_ps(o1 + i, _mm256_blendv_ps(v1, _mm256_div_ps(b, sum), ok));
-        _mm256_storeu_ps(o2 + i, _mm256_blendv_ps(v2, _mm256_div_ps(c, sum), ok));
+        _mm256_storeu_ps(o0 + i, lanes::Blend(v0, _mm256_div_ps(a, sum), ok));
+        _mm256_storeu_ps(o1 + i, lanes::Blend(v1, _mm256_div_ps(b, sum), ok));
+        _mm256_storeu_ps(o2 + i, lanes::Blend(v2, _mm256_div_ps(c, sum), ok));
       },
       [&](int i) {
         float a = r0[i], b = r1[i], c = r2[i];
@@ -130,7 +130,7 @@ void U16TimesReach2(const uint16_t* __restrict r0, const uint16_t* __restrict r1
         const __m256 a = Widen8(r0 + i), b = Widen8(r1 + i);
         const __m256 sum = _mm256_add_ps(a, b);
         const __m256 ok = _mm256_cmp_ps(sum, _mm256_setzero_ps(), _CMP_GT_OQ);
-        const __m256 s0 = _mm256_blendv_ps(v0, _mm256_div_ps(a, sum), ok);
+        const __m256 s0 = lanes::Blend(v0, _mm256_div_ps(a, sum), ok);
         const __m256 r = _mm256_loadu_ps(reach + i);
         _mm256_storeu_ps(o0 + i, _mm256_mul_ps(s0, r));
         _mm256_storeu_ps(o1 + i, _mm256_mul_ps(_mm256_sub_ps(one, s0), r));
@@ -156,8 +156,8 @@ void U16TimesReach3(const uint16_t* __restrict r0, const uint16_t* __restrict r1
         const __m256 a = Widen8(r0 + i), b = Widen8(r1 + i), c = Widen8(r2 + i);
         const __m256 sum = _mm256_add_ps(_mm256_add_ps(a, b), c);
         const __m256 ok = _mm256_cmp_ps(sum, _mm256_setzero_ps(), _CMP_GT_OQ);
-        const __m256 s0 = _mm256_blendv_ps(v0, _mm256_div_ps(a, sum), ok);
-        const __m256 s1 = _mm256_blendv_ps(v1, _mm256_div_ps(b, sum), ok);
+        const __m256 s0 = lanes::Blend(v0, _mm256_div_ps(a, sum), ok);
+        const __m256 s1 = lanes::Blend(v1, _mm256_div_ps(b, sum), ok);
         const __m256 r = _mm256_loadu_ps(reach + i);
         _mm256_storeu_ps(o0 + i, _mm256_mul_ps(s0, r));
         _mm256_storeu_ps(o1 + i, _mm256_mul_ps(s1, r));

@@ -162,12 +162,12 @@ void U16Fused2(uint16_t* __restrict r0, uint16_t* __restrict r1, const float* __
     const __m256 ok = _mm256_cmp_ps(n, zero, _CMP_GT_OQ);
     const __m256 gap = _mm256_sub_ps(v0, v1);
     const __m256 inv = _mm256_div_ps(_mm256_set1_ps(1.0f), n);
-    const __m256 ev = _mm256_blendv_ps(_mm256_add_ps(_mm256_mul_ps(v0, vu0), _mm256_mul_ps(v1, vu1)),
+    const __m256 ev = lanes::Blend(_mm256_add_ps(_mm256_mul_ps(v0, vu0), _mm256_mul_ps(v1, vu1)),
                                        _mm256_mul_ps(_mm256_add_ps(_mm256_mul_ps(v0, a), _mm256_mul_ps(v1, b)), inv), ok);
     const __m256 signBit = _mm256_set1_ps(-0.0f);
     const __m256 negGap = _mm256_xor_ps(gap, signBit);
-    const __m256 d0 = _mm256_blendv_ps(_mm256_mul_ps(vu1, gap), _mm256_mul_ps(_mm256_mul_ps(gap, b), inv), ok);
-    const __m256 d1 = _mm256_blendv_ps(_mm256_mul_ps(_mm256_xor_ps(vu0, signBit), gap),
+    const __m256 d0 = lanes::Blend(_mm256_mul_ps(vu1, gap), _mm256_mul_ps(_mm256_mul_ps(gap, b), inv), ok);
+    const __m256 d1 = lanes::Blend(_mm256_mul_ps(_mm256_xor_ps(vu0, signBit), gap),
                                        _mm256_mul_ps(_mm256_mul_ps(negGap, a), inv), ok);
     _mm256_storeu_ps(out + i, ev);
     NarrowBlock(StepVec(a, d0, step), r0 + i);
@@ -195,7 +195,7 @@ void U16Fused3(uint16_t* __restrict r0, uint16_t* __restrict r1, uint16_t* __res
     const __m256 mixed = _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(v0, a), _mm256_mul_ps(v1, b)), _mm256_mul_ps(v2, c));
     const __m256 uniform =
         _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(v0, u0), _mm256_mul_ps(v1, u1)), _mm256_mul_ps(v2, u2));
-    const __m256 ev = _mm256_blendv_ps(uniform, _mm256_div_ps(mixed, n), ok);
+    const __m256 ev = lanes::Blend(uniform, _mm256_div_ps(mixed, n), ok);
     _mm256_storeu_ps(out + i, ev);
     NarrowBlock(StepVec(a, _mm256_sub_ps(v0, ev), step), r0 + i);
     NarrowBlock(StepVec(b, _mm256_sub_ps(v1, ev), step), r1 + i);
