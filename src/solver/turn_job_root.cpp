@@ -49,13 +49,22 @@ TraversalFrame EntryFrame(const TraversalFrame& root, TreeNode* node, int river)
 
 // values[i][parentIndex[k][j]] += value[j] for one to three entries at once,
 // so that one read of the index serves them all.
-template <int Count>
+// Only the suit-swapped maps (k >= 1) have hands without a place.
+template <int Count, bool MayMiss>
 void ScatterRound(float* const* acc, const float* const* value, const uint16_t* index, int32_t hands) {
   for (int32_t j = 0; j < hands; ++j) {
     const uint16_t k = index[j];
-    if (k == NoHand) continue;
+    if (MayMiss && k == NoHand) continue;
     for (int e = 0; e < Count; ++e) acc[e][k] += value[e][j];
   }
+}
+
+template <int Count>
+void ScatterRound(float* const* acc, const float* const* value, const uint16_t* index, int32_t hands, bool first) {
+  if (first)
+    ScatterRound<Count, false>(acc, value, index, hands);
+  else
+    ScatterRound<Count, true>(acc, value, index, hands);
 }
 
 void ScatterEntries(std::vector<FloatVec>& values, std::vector<FloatVec>& riverValues, const BoardNode& river) {
@@ -66,11 +75,11 @@ void ScatterEntries(std::vector<FloatVec>& values, std::vector<FloatVec>& riverV
     for (int32_t k = 0; k < river.weight; ++k) {
       const uint16_t* index = river.parentIndex[size_t(k)].data();
       if (pending == 3)
-        ScatterRound<3>(acc, value, index, river.HandCount());
+        ScatterRound<3>(acc, value, index, river.HandCount(), k == 0);
       else if (pending == 2)
-        ScatterRound<2>(acc, value, index, river.HandCount());
+        ScatterRound<2>(acc, value, index, river.HandCount(), k == 0);
       else if (pending == 1)
-        ScatterRound<1>(acc, value, index, river.HandCount());
+        ScatterRound<1>(acc, value, index, river.HandCount(), k == 0);
     }
     pending = 0;
   };
