@@ -1,20 +1,72 @@
 #!/usr/bin/env bash
-# End-to-end solver benchmark: the three example spots at 1 and 2 threads.
+# End-to-end solver benchmark: the three spots of bench/spots at 1 and 2
+# threads, and at 2 threads across the settings that choose code paths:
+# `set_simd_level` 1 or 8, `enable_avx512` 0 or 1, and the compression level
+# 0 ("none") or 5 ("fast"), given before build_tree. Only a tree rooted on the
+# flop has compressed river stores, so the level is varied on the flop spot
+# only; turn and river run at "fast", the level the automatic choice picks for
+# them (it still sets their iteration cap: 2200 at "fast", 9000 at "none").
 #
-# Two runs per spot and thread count. The accuracy run solves to 0.5% of the
-# pot and reads its stop point from the SOLVER: lines; the solver measures at
-# most every 250-500 ms, so that time is only as fine as those gaps, and a
-# spot that reaches the iteration cap first ("stopped (requested)") has no
-# time to accuracy. The step run does a fixed number of iterations without
-# measuring (a huge info period), timed by the wall clock around the process
-# minus the same script without go (both end in one calc_results, so its two
-# evaluate passes cancel): that is the iterations/second to trust.
+# Each row runs up to four processes, all with --verbose --compactmsg:
 #
-# usage: bench/solver_bench.sh [path/to/kestrune]
+# - accuracy run: `set_accuracy 0.005 fraction`, `set_info_freq 5`, `go 300
+#   seconds`. "go->stopped" is the time from `go` to the "SOLVER: stopped"
+#   line, read from `solver_time` (microseconds) given just before `go` and
+#   just after `wait_for_solver`; it includes the store allocation of the
+#   first `go` and every measurement the driver makes (two evaluate passes
+#   each). "stop it" is the iteration it stopped at, with the reason: acc
+#   (accuracy reached), cap (iteration cap, printed as "requested") or time.
+#   This time is bounded below by when the driver measures: only on multiples
+#   of the measurement period, the first at once, and after that not before
+#   250 ms have passed since the last one (500 ms from iteration 4 x period
+#   on). A spot that misses the accuracy at its first measurement therefore
+#   needs at least 250 ms, however fast its iterations; the river spot
+#   (~50 us an iteration) stops at about 250 ms, or at the 2200 cap if that
+#   comes first, far beyond the iteration where it reached the accuracy.
+# - probe (river and turn): the solver in chunks of K iterations (river 1,
+#   turn 5) with `calc_results` after each, which measures with no gap;
+#   "1st acc it" is the first iteration at which the exploitability is within
+#   0.5% of the pot. Then a fresh process runs exactly that many iterations
+#   as a fixed-steps run, and "solver ms" is its time (from `solver_time`
+#   around `go N steps` ... `wait_for_solver`): the solving time of that spot
+#   without measurement overhead or gaps. The flop's iterations are slower
+#   than the gaps, so its accuracy run already measures at every 5th
+#   iteration: there "1st acc it" is the stop iteration, and "solver ms" is
+#   that many iterations at the step run's pace (marked ~).
+# - step run: a fixed number of iterations (river 2000, turn 100, flop 10)
+#   from a fresh tree without measuring (a huge info period); `calc_results`
+#   first, so that the stores are allocated outside the timed stretch, which
+#   is again `solver_time` around `go N steps` ... `wait_for_solver`. This
+#   gives "it/s", the figure to compare between builds.
+#
+# "peak MB" is the peak resident memory of the whole accuracy-run process
+# (/usr/bin/time -f %M; without it, the driver's last peak working set line).
+# Strategy sums start at iteration 61, so a run that stops before it has not
+# touched the river sum rows yet, and its peak leaves them out.
+# "x SIMD1" is, on the flop, the step run's it/s over that of the SIMD level 1
+# row with the same threads, compression and AVX-512 flag (or, failing that,
+# with AVX-512 off at the same compression; "-" when there is none).
+#
+# The default runs the rows that matter most, in a few minutes on two cores:
+# the three spots at 1 and 2 threads in the default configuration (SIMD 8,
+# AVX-512 off, "fast"), and the flop at 2 threads with AVX-512 on, at SIMD 1,
+# and at compression "none". --full runs the whole matrix at 2 threads.
+# Timings are wall-clock on a shared machine: the load average is printed
+# before and after, and a busy machine shows in every figure.
+#
+# usage: bench/solver_bench.sh [path/to/kestrune] [--full]
 set -euo pipefail
 
-prog=${1:-build/release/kestrune}
-here=$(cd "$(dirname "$0")/.." && pwd)
+prog=build/release/kestrune
+full=0
+for arg in "$@"; do
+  case $arg in
+    --full) full=1 ;;
+    -h | --help) sed -n '2,/^# usage/s/^# \{0,1\}//p' "$0"; exit 0 ;;
+    *) prog=$arg ;;
+  esac
+done
+here=$(cd "$(dirname "$0")" && pwd)
 [[ -x $prog ]] || { echo "no program at $prog" >&2; exit 1; }
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -22,82 +74,165 @@ trap 'rm -rf "$work"' EXIT
 have_time=0
 [[ -x /usr/bin/time ]] && have_time=1
 
-declare -A steps=([river]=2000 [turn]=200 [flop]=60)
+declare -A steps=([river]=2000 [turn]=100 [flop]=10)
+# Chunk size and iteration limit of the probe; the flop has none.
+declare -A probe_chunk=([river]=1 [turn]=5)
+declare -A probe_limit=([river]=400 [turn]=250)
+declare -A comp_word=([0]=none [5]=fast)
 
-# run NAME INPUTFILE: runs the program, leaves NAME.out, NAME.mem, NAME.wall
-run() {
-  local name=$1 input=$2 t0 t1
-  t0=$(date +%s.%N)
-  if ((have_time)); then
-    /usr/bin/time -f %M -o "$work/$name.mem" "$prog" --verbose --compactmsg <"$input" >"$work/$name.out" 2>&1
-  else
-    "$prog" --verbose --compactmsg <"$input" >"$work/$name.out" 2>&1
-    grep -o 'peak working set [0-9]*' "$work/$name.out" | tail -1 | awk '{print $4 * 1024}' >"$work/$name.mem"
-  fi
-  t1=$(date +%s.%N)
-  echo "$t1 - $t0" | bc -l >"$work/$name.wall"
+# Rows: spot threads simd avx512 compression.
+configs=()
+for spot in river turn flop; do
+  configs+=("$spot 1 8 0 5" "$spot 2 8 0 5")
+done
+if ((full)); then
+  for spot in river turn flop; do
+    levels=5
+    [[ $spot == flop ]] && levels="5 0"
+    for comp in $levels; do
+      for simd in 8 1; do
+        for avx in 0 1; do
+          row="$spot 2 $simd $avx $comp"
+          [[ $row == "$spot 2 8 0 5" ]] || configs+=("$row")
+        done
+      done
+    done
+  done
+else
+  configs+=("flop 2 8 1 5" "flop 2 1 0 5" "flop 2 8 0 0")
+fi
+
+# prefix SPOT COMP THREADS SIMD AVX: the spot script with the compression
+# level before its build_tree line, then the settings of the row.
+prefix() {
+  awk -v level="${comp_word[$2]}" '$1 == "build_tree" && !done { print "set_compression " level; done = 1 } { print }' \
+    "$here/spots/$1_qsjh2h_spr2.txt"
+  printf 'set_threads %d\nset_simd_level %d\nenable_avx512 %d\n' "$3" "$4" "$5"
 }
+
+# run NAME: runs the program on NAME.in, leaves NAME.out and NAME.mem (KiB)
+run() {
+  local name=$1
+  if ((have_time)); then
+    /usr/bin/time -f %M -o "$work/$name.mem" "$prog" --verbose --compactmsg <"$work/$name.in" >"$work/$name.out" 2>&1
+  else
+    "$prog" --verbose --compactmsg <"$work/$name.in" >"$work/$name.out" 2>&1
+    grep -o 'peak working set [0-9]*' "$work/$name.out" | tail -1 | awk '{ print $4 * 1024 }' >"$work/$name.mem"
+  fi
+}
+
+# after FILE MARK: the line that follows the first "MARK" line
+after() { awk -v m="$2" 'found { print; exit } $0 == m { found = 1 }' "$1"; }
+
+# elapsed_ms FILE: milliseconds between the solver_time lines after @t0 and @t1
+elapsed_ms() {
+  awk -v a="$(after "$1" @t0)" -v b="$(after "$1" @t1)" \
+    'BEGIN { if (a == "" || b == "") print "-"; else printf "%.3f", (b - a) * 1000 }'
+}
+
+timed_go() { printf 'echo @t0\nsolver_time\ngo %s\nwait_for_solver\necho @t1\nsolver_time\n' "$1"; }
+
+script_acc='set_accuracy 0.005 fraction
+set_info_freq 5'
+script_steps='set_info_freq 1000000000
+calc_results'
+script_tail='calc_results
+echo @iterations
+echo $solver_iterations'
 
 echo "program: $prog"
 echo "command line: $prog --verbose --compactmsg < SCRIPT"
 echo "peak memory from: $( ((have_time)) && echo '/usr/bin/time -f %M' || echo 'verbose peak working set line')"
+echo "load average before: $(cut -d' ' -f1-3 /proc/loadavg)"
+echo "spot scripts: $here/spots, then: set_threads T; set_simd_level S; enable_avx512 A"
+echo "  accuracy run: $({ echo "$script_acc"; timed_go '300 seconds'; } | paste -sd';' | sed 's/;/; /g')"
+echo "  step run:     $({ echo "$script_steps"; timed_go 'N steps'; } | paste -sd';' | sed 's/;/; /g')  (N: river ${steps[river]}, turn ${steps[turn]}, flop ${steps[flop]})"
+echo "  probe:        set_accuracy 0.005 fraction; then go K steps; wait_for_solver; calc_results  (K: river ${probe_chunk[river]}, turn ${probe_chunk[turn]})"
 echo
 
-rows=()
-for spot in river turn flop; do
-  spotfile=$here/examples/${spot}_qsjh2h_spr2.txt
-  for threads in 1 2; do
-    base=$work/$spot.$threads
-    tail_acc=$(printf 'set_threads %d\nset_accuracy 0.005 fraction\nset_info_freq 5\ngo 300 seconds\nwait_for_solver\ncalc_results\necho $solver_iterations\n' "$threads")
-    tail_build=$(printf 'set_threads %d\nset_info_freq 1000000000\ncalc_results\n' "$threads")
-    tail_steps=$(printf 'set_threads %d\nset_info_freq 1000000000\ngo %d steps\nwait_for_solver\ncalc_results\necho $solver_iterations\n' "$threads" "${steps[$spot]}")
-    { cat "$spotfile"; echo "$tail_acc"; } >"$base.acc.in"
-    { cat "$spotfile"; echo "$tail_build"; } >"$base.build.in"
-    { cat "$spotfile"; echo "$tail_steps"; } >"$base.steps.in"
-    if [[ $spot == river && $threads == 1 ]]; then
-      echo "scripts: <spot file> followed by"
-      echo "  accuracy run: $(echo "$tail_acc" | paste -sd';')"
-      echo "  build only:   $(echo "$tail_build" | paste -sd';')"
-      echo "  step run:     $(echo "$tail_steps" | paste -sd';') (steps: river 2000, turn 200, flop 60)"
-      echo
-    fi
-    run "$spot.$threads.acc" "$base.acc.in"
-    run "$spot.$threads.build" "$base.build.in"
-    run "$spot.$threads.steps" "$base.steps.in"
+declare -A stop_it acc_ms first_it solve_ms ips peak
+for config in "${configs[@]}"; do
+  read -r spot threads simd avx comp <<<"$config"
+  key="$spot.$threads.$simd.$avx.$comp"
+  echo "running: $spot, $threads threads, SIMD $simd, AVX-512 $avx, compression $comp" >&2
 
-    out=$work/$spot.$threads.acc.out
-    stopline=$(grep -m1 '^SOLVER: stopped' "$out" || echo "none")
-    iters=$(grep -A1 '^calc_results ok!' "$out" | tail -1)
-    if [[ $stopline == *"required accuracy reached"* ]]; then
-      acc_time=$(sed -n '/^SOLVER: stopped/q;s/^SOLVER: running time: \([0-9.]*\).*/\1/p' "$out" | tail -1)
-      acc_iters=$(sed -n '/^SOLVER: stopped/q;s/^\[\([0-9]*\) iterations.*/\1/p' "$out" | tail -1)
-      acc_ips=$(awk -v n="$acc_iters" -v t="$acc_time" 'BEGIN { if (t > 0) printf "%.1f", n / t; else print "-" }')
+  { prefix "$spot" "$comp" "$threads" "$simd" "$avx"; echo "$script_acc"; timed_go '300 seconds'; echo "$script_tail"; } >"$work/$key.acc.in"
+  run "$key.acc"
+  out=$work/$key.acc.out
+  stopline=$(grep -m1 '^SOLVER: stopped' "$out" || echo none)
+  case $stopline in
+    *"required accuracy reached"*) why=acc ;;
+    *requested*) why=cap ;;
+    *"timeout reached"*) why=time ;;
+    *) why="?" ;;
+  esac
+  stop_it[$key]="$(after "$out" @iterations) $why"
+  acc_ms[$key]=$(elapsed_ms "$out")
+  peak[$key]=$(awk -v k="$(tail -1 "$work/$key.acc.mem")" 'BEGIN { printf "%.1f", k / 1024 }')
+
+  n=${steps[$spot]}
+  { prefix "$spot" "$comp" "$threads" "$simd" "$avx"; echo "$script_steps"; timed_go "$n steps"; echo "$script_tail"; } >"$work/$key.steps.in"
+  run "$key.steps"
+  done_steps=$(after "$work/$key.steps.out" @iterations)
+  step_ms=$(elapsed_ms "$work/$key.steps.out")
+  ips[$key]=$(awk -v n="$done_steps" -v t="$step_ms" 'BEGIN { if (t + 0 > 0) printf "%.1f", n * 1000 / t; else print "-" }')
+
+  if [[ -n ${probe_chunk[$spot]:-} ]]; then
+    chunk=${probe_chunk[$spot]}
+    {
+      prefix "$spot" "$comp" "$threads" "$simd" "$avx"
+      printf 'set_accuracy 0.005 fraction\nset_info_freq 1000000000\n'
+      for ((i = 0; i < probe_limit[$spot] / chunk; i++)); do
+        printf 'go %d steps\nwait_for_solver\ncalc_results\necho @probe\necho $solver_iterations\necho $solver_exploitability\n' "$chunk"
+      done
+    } >"$work/$key.probe.in"
+    run "$key.probe"
+    # The verbose reply of set_accuracy gives the target in chips.
+    first=$(awk '/^\[accuracy / && !target { target = $2 + 0 }
+                 $0 == "@probe" { getline it; getline e; if (e + 0 <= target) { print it; exit } }' "$work/$key.probe.out")
+    if [[ -n $first ]]; then
+      first_it[$key]=$first
+      { prefix "$spot" "$comp" "$threads" "$simd" "$avx"; echo "$script_steps"; timed_go "$first steps"; } >"$work/$key.first.in"
+      run "$key.first"
+      solve_ms[$key]=$(elapsed_ms "$work/$key.first.out")
     else
-      acc_time="n/a, stopped ${stopline#SOLVER: stopped }"
-      acc_ips="-"
+      first_it[$key]=">${probe_limit[$spot]}"
+      solve_ms[$key]="-"
     fi
-    mem_kb=$(tail -1 "$work/$spot.$threads.acc.mem")
-    step_time=$(echo "$(cat "$work/$spot.$threads.steps.wall") - $(cat "$work/$spot.$threads.build.wall")" | bc -l)
-    step_iters=$(grep -A1 '^calc_results ok!' "$work/$spot.$threads.steps.out" | tail -1)
-    step_ips=$(awk -v n="$step_iters" -v t="$step_time" 'BEGIN { if (t > 0) printf "%.1f", n / t; else print "-" }')
-    step_mem=$(tail -1 "$work/$spot.$threads.steps.mem")
-    rows+=("$spot|$threads|$iters|$acc_time|$acc_ips|$((mem_kb / 1024))|$step_iters|$(printf '%.3f' "$step_time")|$step_ips|$((step_mem / 1024))")
-  done
+  elif [[ $why == acc ]]; then
+    first_it[$key]=${stop_it[$key]% *}
+    solve_ms[$key]=$(awk -v n="${first_it[$key]}" -v m="$step_ms" -v s="$done_steps" \
+      'BEGIN { if (s + 0 > 0) printf "~%.3f", n * m / s; else print "-" }')
+  else
+    first_it[$key]="-"
+    solve_ms[$key]="-"
+  fi
 done
 
-printf '%-6s %3s %8s %-32s %9s %8s | %6s %8s %9s %8s\n' spot thr "iters" "time to 0.5% (s)" "it/s" "peak MB" steps "time (s)" "it/s" "peak MB"
-for row in "${rows[@]}"; do
-  IFS='|' read -r a b c d e f g h i j <<<"$row"
-  printf '%-6s %3s %8s %-32s %9s %8s | %6s %8s %9s %8s\n' "$a" "$b" "$c" "$d" "$e" "$f" "$g" "$h" "$i" "$j"
+# ratio KEY BASE: it/s of KEY over it/s of BASE, or "-"
+ratio() {
+  awk -v a="${ips[$1]:-}" -v b="${ips[$2]:-}" 'BEGIN { if (a + 0 > 0 && b + 0 > 0) printf "%.2f", a / b; else print "-" }'
+}
+
+echo "load average after:  $(cut -d' ' -f1-3 /proc/loadavg)"
+echo
+format='%-5s %3s %4s %3s %4s | %-9s %13s | %10s %12s | %9s %8s | %7s\n'
+printf "$format" spot thr simd avx comp "stop it" "go->stopped" "1st acc it" "solver" "step" "peak" "x"
+printf "$format" "" "" "" 512 "" "" "ms" "" "ms" "it/s" "MB" "SIMD1"
+for config in "${configs[@]}"; do
+  read -r spot threads simd avx comp <<<"$config"
+  key="$spot.$threads.$simd.$avx.$comp"
+  x="-"
+  if [[ $spot == flop ]]; then
+    base="$spot.$threads.1.$avx.$comp"
+    [[ -n ${ips[$base]:-} ]] || base="$spot.$threads.1.0.$comp"
+    x=$(ratio "$key" "$base")
+  fi
+  printf "$format" "$spot" "$threads" "$simd" "$avx" "$comp" "${stop_it[$key]}" "${acc_ms[$key]}" \
+    "${first_it[$key]}" "${solve_ms[$key]}" "${ips[$key]}" "${peak[$key]}" "$x"
 done
 echo
-echo "2-thread / 1-thread iterations per second:"
+echo "2-thread / 1-thread step it/s (SIMD 8, AVX-512 off, fast):"
 for spot in river turn flop; do
-  one=$(printf '%s\n' "${rows[@]}" | awk -F'|' -v s="$spot" '$1 == s && $2 == 1')
-  two=$(printf '%s\n' "${rows[@]}" | awk -F'|' -v s="$spot" '$1 == s && $2 == 2')
-  acc=$(awk -v a="$(cut -d'|' -f5 <<<"$one")" -v b="$(cut -d'|' -f5 <<<"$two")" \
-    'BEGIN { if (a + 0 > 0 && b + 0 > 0) printf "%.2f", b / a; else print "-" }')
-  stp=$(awk -v a="$(cut -d'|' -f9 <<<"$one")" -v b="$(cut -d'|' -f9 <<<"$two")" \
-    'BEGIN { if (a + 0 > 0 && b + 0 > 0) printf "%.2f", b / a; else print "-" }')
-  echo "  $spot: accuracy run $acc, step run $stp"
+  echo "  $spot: $(ratio "$spot.2.8.0.5" "$spot.1.8.0.5")"
 done
