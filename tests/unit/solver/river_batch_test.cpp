@@ -37,10 +37,12 @@ const std::vector<const char*> ManyRiverEnds = {
     "0 0 0 0 0 0",     "0 0 0 0 0 50 50",        "0 0 0 0 0 50 150 150", "0 0 0 0 50 50",
     "0 0 0 0 50 150 150", "0 0 50 50 50 50",     "0 0 50 50 50 100 100", "0 0 50 50 50 100 200 200",
     "0 0 50 50 100 100", "0 0 50 50 100 200 200"};
-// The same shapes from the turn.
+// The same shapes from the turn, and a river root of four actions (check
+// and three bets), where the stores have no fused update.
 const std::vector<const char*> TurnLines = {"0 0 0 0",           "0 0 0 50 50",      "0 0 0 50 150 150",
-                                            "0 0 50 50",         "0 0 50 150 150",   "50 50 50 50",
-                                            "50 50 50 100 100",  "50 50 100 200 200", "50 200 200"};
+                                            "0 0 0 100 100",     "0 0 0 200 200",    "0 0 50 50",
+                                            "0 0 50 150 150",    "50 50 50 50",      "50 50 50 100 100",
+                                            "50 50 100 200 200", "50 200 200"};
 
 struct Config {
   int simd;
@@ -147,7 +149,9 @@ TEST_F(RiverBatchTest, EveryLevelComputesTheSameGame) {
         EXPECT_GT(m.Exploitability(), 0.05) << tree.name;
         continue;
       }
-      const double tolerance = 2e-5 * Pot;
+      // Rounding, amplified through the 16-bit regret steps, moves these by
+      // about 1e-3 chips; a wrong value or update moves them by 0.1 or more.
+      const double tolerance = 5e-5 * Pot;
       const double deviation = std::max({std::fabs(m.evOop - reference.evOop), std::fabs(m.evIp - reference.evIp),
                                           std::fabs(m.mesOop - reference.mesOop), std::fabs(m.mesIp - reference.mesIp)});
       std::printf("[%s] level %d%s: exploitability %.6f, largest deviation %.2e\n", tree.name, configs[k].simd,
