@@ -95,15 +95,13 @@ void DecisionOwn(TraversalFrame& f) {
   const uint32_t lockFlags = lock ? lock->flags : 0;
   const uint8_t* handMask = (lockFlags & ComboLockedFlag) && lock->handMask ? lock->handMask.get() : nullptr;
 
-  const FallbackRow fallback(n, update);
+  // Evaluation and queries play the average strategy; an update pass ends
+  // in OwnNodeUpdate, which reads the current one.
   ActionRows sigma(n);
   bool haveSigma = false;
   auto readSigma = [&] {
     if (haveSigma) return;
-    if (update)
-      CurrentStrategy(node, f.turn, f.river, hands, fallback.data(), sigma.data());
-    else
-      AverageStrategy(context, node, f.turn, f.river, hands, sigma.data());
+    AverageStrategy(context, node, f.turn, f.river, hands, sigma.data());
     haveSigma = true;
   };
 
