@@ -2,6 +2,19 @@
 
 #include "solver/kernels/kernel_lanes.h"
 
+namespace {
+
+// out[i] += p * reach[i], eight hands at a time.
+void AddScaled(float* __restrict out, const float* __restrict reach, float p, int n) {
+  const __m256 pv = _mm256_set1_ps(p);
+  int i = 0;
+  for (; i + 8 <= n; i += 8)
+    _mm256_storeu_ps(out + i, _mm256_add_ps(_mm256_loadu_ps(out + i), _mm256_mul_ps(pv, _mm256_loadu_ps(reach + i))));
+  for (; i < n; ++i) out[i] += p * reach[i];
+}
+
+}  // namespace
+
 // One template for every width: with L = 1 LaneVec is a float and this is
 // the scalar kernel.
 template <int L>
@@ -39,13 +52,20 @@ void FoldKernel(float* const* outs, const float* const* reaches, int n, const ui
 
   // 3. The hand identical to i was subtracted with both of its cards;
   // p * reach[i] puts it back once.
-  LaneWriter<L> writer(outs);
-  for (int i = 0; i < n; ++i) {
-    const V r = GatherLanes<L>(reaches, i);
-    const V value = total - cardSum[handCards[i] & 0xFF] - cardSum[handCards[i] >> 8] + p * r;
-    writer.Put(i, value);
+  if constexpr (L == 1) {
+    for (int i = 0; i < n; ++i) {
+      const V r = reaches[0][i];
+      outs[0][i] = total - cardSum[handCards[i] & 0xFF] - cardSum[handCards[i] >> 8] + p * r;
+    }
+  } else {
+    // The lanes' sums go out transposed, and the own-hand term is added
+    // lane by lane on contiguous rows: gathering each hand's L reaches
+    // again would cost more than the second sweep over the outs.
+    LaneWriter<L> writer(outs);
+    for (int i = 0; i < n; ++i) writer.Put(i, total - cardSum[handCards[i] & 0xFF] - cardSum[handCards[i] >> 8]);
+    writer.Finish(n);
+    for (int lane = 0; lane < L; ++lane) AddScaled(outs[lane], reaches[lane], payoffs[lane], n);
   }
-  writer.Finish(n);
 }
 
 template void FoldKernel<1>(float* const*, const float* const*, int, const uint16_t*, const float*);
