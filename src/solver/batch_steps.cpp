@@ -19,10 +19,12 @@ bool EndsTurnSubtree(const TraversalFrame& f) {
   return (node.street == 2 && node.kind != DecisionNode) || (node.street > 2 && f.river < 0);
 }
 
+TreeNode& ChildNode(const TraversalFrame& f, int i) { return f.context->nodes[size_t(f.node->children[size_t(i)])]; }
+
 TraversalFrame ChildFrame(const TraversalFrame& f, int i) {
   TraversalFrame child;
   child.context = f.context;
-  child.node = &f.context->nodes[size_t(f.node->children[size_t(i)])];
+  child.node = &ChildNode(f, i);
   child.turn = f.turn;
   child.river = f.river;
   return child;
@@ -88,8 +90,8 @@ void CollectOwn(TraversalFrame& f) {
     // The call and the fold share one reach array.
     RiverBatch& batch = ThreadRiverBatch();
     const int32_t reach = AppendReach(batch, f.reachA, true);
-    AppendTerminal(batch, context, *ChildFrame(f, n - 2).node, reach);
-    AppendTerminal(batch, context, *ChildFrame(f, n - 1).node, reach);
+    AppendTerminal(batch, context, ChildNode(f, n - 2), reach);
+    AppendTerminal(batch, context, ChildNode(f, n - 1), reach);
     return;
   }
   for (int i = 0; i < n; ++i) {
