@@ -193,11 +193,26 @@ bool StartSolver(uint32_t limit, bool inSteps) {
   return true;
 }
 
+namespace {
+
+// The iteration counter and flags, read beside a running solver, which
+// changes them between passes under the pass mutex.
+struct Counters {
+  int32_t iteration;
+  uint32_t flags;
+};
+Counters ReadCounters(const SolverContext& context) {
+  std::lock_guard<std::mutex> passLock(PassMutex);
+  return {context.iteration, context.flags};
+}
+
+}  // namespace
+
 ResultsRecord MeasureResults(SolverContext& context) {
   ResultsRecord record;
   const PassValues oop = RunPass(context, 0, EvaluateMode);
   const PassValues ip = RunPass(context, 1, EvaluateMode);
-  record.iteration = context.iteration;
+  record.iteration = ReadCounters(context).iteration;
   record.evOop = oop.value;
   record.mesOop = oop.bestResponse;
   record.evIp = ip.value;
@@ -210,11 +225,12 @@ ResultsRecord CalcResults(SolverContext& context) {
   // A store without memory reads as the fallback strategy, so a failure
   // here still gives an answer.
   AllocateStores(context, false);
+  const Counters counters = ReadCounters(context);
   // Only a tree with forgotten streets keeps its results: evaluating it
   // again would see only part of the game.
-  if (!(context.flags & IncompleteTreeFlag)) context.resultsIteration = -1;
+  if (!(counters.flags & IncompleteTreeFlag)) context.resultsIteration = -1;
   ResultsRecord record;
-  if (context.iteration == context.resultsIteration) {
+  if (counters.iteration == context.resultsIteration) {
     record.evOop = context.evOop;
     record.evIp = context.evIp;
     record.mesOop = context.mesOop;
@@ -228,9 +244,9 @@ ResultsRecord CalcResults(SolverContext& context) {
     context.mesIp = record.mesIp;
     context.exploitability = record.exploitability;
     context.meanEv = (record.evOop + record.evIp) * 0.5;
-    context.resultsIteration = context.iteration;
+    context.resultsIteration = record.iteration;
   }
-  record.iteration = context.iteration;
+  record.iteration = ReadCounters(context).iteration;
   record.seconds = 0.0;
   return record;
 }

@@ -136,13 +136,21 @@ PassValues RunPass(SolverContext& context, int player, int mode) {
 }
 
 IterationValues RunIteration(SolverContext& context) {
-  context.averageRiverNow = AverageRiverFor(context) ? 1 : 0;
-  StoreIteration = context.iteration;
+  // The counters change between the passes, under the pass mutex, since
+  // commands read them beside a running solver.
+  {
+    std::lock_guard<std::mutex> passLock(PassMutex);
+    context.averageRiverNow = AverageRiverFor(context) ? 1 : 0;
+    StoreIteration = context.iteration;
+  }
   const PassValues ip = RunPass(context, 1, UpdateMode);
   const PassValues oop = RunPass(context, 0, UpdateMode);
-  context.iteration += 1;
-  context.flags &= ~NewTreeFlag;
-  StoreIteration = context.iteration;
+  {
+    std::lock_guard<std::mutex> passLock(PassMutex);
+    context.iteration += 1;
+    context.flags &= ~NewTreeFlag;
+    StoreIteration = context.iteration;
+  }
   IterationValues values;
   values.ip = ip.value;
   values.oop = oop.value;
