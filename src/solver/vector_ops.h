@@ -20,14 +20,7 @@ namespace vecops {
 
 // The element loops below are written with AVX intrinsics: inlined into
 // the large traversal functions, GCC at -O2 leaves plain loops scalar.
-// `Elementwise(n, block, one)` runs block(i) on eight floats at a time and
-// one(i) on the rest.
-template <class Block, class One>
-inline __attribute__((always_inline)) void Elementwise(int32_t n, Block block, One one) {
-  int32_t i = 0;
-  for (; i + 8 <= n; i += 8) block(i);
-  for (; i < n; ++i) one(i);
-}
+using lanes::ForBlocks;
 
 // A pooled vector of `count` hands, contents undefined.
 inline void Resize(FloatVec& v, int32_t count) { ResizeVector(v, count, true); }
@@ -91,7 +84,7 @@ inline void Multiply(FloatVec& out, const FloatVec& a, const FloatVec& b) {
   float* __restrict o = out.data;
   const float* __restrict x = a.data;
   const float* __restrict y = b.data;
-  Elementwise(
+  ForBlocks(
       a.count, [&](int i) { _mm256_storeu_ps(o + i, _mm256_mul_ps(_mm256_loadu_ps(x + i), _mm256_loadu_ps(y + i))); },
       [&](int i) { o[i] = x[i] * y[i]; });
 }
@@ -111,7 +104,7 @@ inline void MultiplyAdd(FloatVec& acc, const FloatVec& a, const FloatVec& b) {
   float* __restrict o = acc.data;
   const float* __restrict x = a.data;
   const float* __restrict y = b.data;
-  Elementwise(
+  ForBlocks(
       acc.count,
       [&](int i) {
         const __m256 product = _mm256_mul_ps(_mm256_loadu_ps(x + i), _mm256_loadu_ps(y + i));
@@ -129,7 +122,7 @@ inline void Add(FloatVec& acc, FloatVec&& v) {
   }
   float* __restrict o = acc.data;
   const float* __restrict x = v.data;
-  Elementwise(
+  ForBlocks(
       acc.count, [&](int i) { _mm256_storeu_ps(o + i, _mm256_add_ps(_mm256_loadu_ps(o + i), _mm256_loadu_ps(x + i))); },
       [&](int i) { o[i] += x[i]; });
 }
@@ -142,14 +135,14 @@ inline void Max(FloatVec& acc, const FloatVec& v) {
   }
   float* __restrict o = acc.data;
   if (!v.data) {
-    Elementwise(
+    ForBlocks(
         acc.count, [&](int i) { _mm256_storeu_ps(o + i, _mm256_max_ps(_mm256_loadu_ps(o + i), _mm256_setzero_ps())); },
         [&](int i) { o[i] = o[i] > 0.0f ? o[i] : 0.0f; });
     return;
   }
   const float* __restrict x = v.data;
   // max_ps(a, b) is a > b ? a : b, the scalar rule.
-  Elementwise(
+  ForBlocks(
       acc.count, [&](int i) { _mm256_storeu_ps(o + i, _mm256_max_ps(_mm256_loadu_ps(o + i), _mm256_loadu_ps(x + i))); },
       [&](int i) { o[i] = o[i] > x[i] ? o[i] : x[i]; });
 }
@@ -158,7 +151,7 @@ inline void Scale(FloatVec& v, float factor) {
   if (!v.data) return;
   float* __restrict o = v.data;
   const __m256 f = _mm256_set1_ps(factor);
-  Elementwise(
+  ForBlocks(
       v.count, [&](int i) { _mm256_storeu_ps(o + i, _mm256_mul_ps(_mm256_loadu_ps(o + i), f)); },
       [&](int i) { o[i] *= factor; });
 }

@@ -55,6 +55,24 @@ inline __m256 Blend(__m256 no, __m256 yes, __m256 mask) {
   return _mm256_or_ps(_mm256_and_ps(mask, yes), _mm256_andnot_ps(mask, no));
 }
 
+// Eight 16-bit elements widened to floats. SSE4.1 conversions on two
+// halves: the 256-bit integer forms need AVX2.
+inline __m256 WidenU16(const uint16_t* row) {
+  const __m128i raw = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
+  const __m128i lo = _mm_cvtepu16_epi32(raw);
+  const __m128i hi = _mm_cvtepu16_epi32(_mm_srli_si128(raw, 8));
+  return _mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(lo), hi, 1));
+}
+
+// The loop shape of the kernels written in intrinsics: block(i) on eight
+// elements at a time, one(i) on the rest.
+template <class Block, class One>
+inline __attribute__((always_inline)) void ForBlocks(int count, Block block, One one) {
+  int i = 0;
+  for (; i + Width <= count; i += Width) block(i);
+  for (; i < count; ++i) one(i);
+}
+
 inline void SqrtLanes(float (&x)[Width]) { _mm256_storeu_ps(x, _mm256_sqrt_ps(_mm256_loadu_ps(x))); }
 
 // factor * x^0.75 of a non-negative x, computed as

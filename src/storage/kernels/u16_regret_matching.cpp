@@ -16,20 +16,16 @@ using lanes::Select;
 
 namespace {
 
-inline __m256 Widen8(const uint16_t* row) {
-  const __m128i raw = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
-  const __m128i lo = _mm_cvtepu16_epi32(raw);
-  const __m128i hi = _mm_cvtepu16_epi32(_mm_srli_si128(raw, 8));
-  return _mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(lo), hi, 1));
-}
+using lanes::ForBlocks;
+using lanes::WidenU16;
 
-// Runs block(i) on eight hands at a time, one(i) on the rest.
-template <class Block, class One>
-inline __attribute__((always_inline)) void ByBlocks(int hands, Block block, One one) {
-  int i = 0;
-  for (; i + 8 <= hands; i += 8) block(i);
-  for (; i < hands; ++i) one(i);
-}
+// A block's row total and where it is positive; Share is a row's part of
+// it, or the fallback where there is none.
+struct BlockTotal {
+  __m256 sum, ok;
+  explicit BlockTotal(__m256 total) : sum(total), ok(_mm256_cmp_ps(total, _mm256_setzero_ps(), _CMP_GT_OQ)) {}
+  __m256 Share(__m256 row, __m256 fallback) const { return lanes::Blend(fallback, _mm256_div_ps(row, sum), ok); }
+};
 
 }  // namespace
 
@@ -38,14 +34,13 @@ void U16Match2(const uint16_t* __restrict r0, const uint16_t* __restrict r1, flo
   if (UseAvx512()) return U16Match2Avx512(r0, r1, o0, o1, hands, fallback);
   const float f0 = fallback[0], f1 = fallback[1];
   const __m256 v0 = _mm256_set1_ps(f0), v1 = _mm256_set1_ps(f1);
-  ByBlocks(
+  ForBlocks(
       hands,
       [&](int i) {
-        const __m256 a = Widen8(r0 + i), b = Widen8(r1 + i);
-        const __m256 sum = _mm256_add_ps(a, b);
-        const __m256 ok = _mm256_cmp_ps(sum, _mm256_setzero_ps(), _CMP_GT_OQ);
-        _mm256_storeu_ps(o0 + i, lanes::Blend(v0, _mm256_div_ps(a, sum), ok));
-        _mm256_storeu_ps(o1 + i, lanes::Blend(v1, _mm256_div_ps(b, sum), ok));
+        const __m256 a = WidenU16(r0 + i), b = WidenU16(r1 + i);
+        const BlockTotal total(_mm256_add_ps(a, b));
+        _mm256_storeu_ps(o0 + i, total.Share(a, v0));
+        _mm256_storeu_ps(o1 + i, total.Share(b, v1));
       },
       [&](int i) {
         float a = r0[i], b = r1[i];
@@ -61,15 +56,14 @@ void U16Match3(const uint16_t* __restrict r0, const uint16_t* __restrict r1, con
   if (UseAvx512()) return U16Match3Avx512(r0, r1, r2, o0, o1, o2, hands, fallback);
   const float f0 = fallback[0], f1 = fallback[1], f2 = fallback[2];
   const __m256 v0 = _mm256_set1_ps(f0), v1 = _mm256_set1_ps(f1), v2 = _mm256_set1_ps(f2);
-  ByBlocks(
+  ForBlocks(
       hands,
       [&](int i) {
-        const __m256 a = Widen8(r0 + i), b = Widen8(r1 + i), c = Widen8(r2 + i);
-        const __m256 sum = _mm256_add_ps(_mm256_add_ps(a, b), c);
-        const __m256 ok = _mm256_cmp_ps(sum, _mm256_setzero_ps(), _CMP_GT_OQ);
-        _mm256_storeu_ps(o0 + i, lanes::Blend(v0, _mm256_div_ps(a, sum), ok));
-        _mm256_storeu_ps(o1 + i, lanes::Blend(v1, _mm256_div_ps(b, sum), ok));
-        _mm256_storeu_ps(o2 + i, lanes::Blend(v2, _mm256_div_ps(c, sum), ok));
+        const __m256 a = WidenU16(r0 + i), b = WidenU16(r1 + i), c = WidenU16(r2 + i);
+        const BlockTotal total(_mm256_add_ps(_mm256_add_ps(a, b), c));
+        _mm256_storeu_ps(o0 + i, total.Share(a, v0));
+        _mm256_storeu_ps(o1 + i, total.Share(b, v1));
+        _mm256_storeu_ps(o2 + i, total.Share(c, v2));
       },
       [&](int i) {
         float a = r0[i], b = r1[i], c = r2[i];
@@ -124,13 +118,11 @@ void U16TimesReach2(const uint16_t* __restrict r0, const uint16_t* __restrict r1
   if (UseAvx512()) return U16TimesReach2Avx512(r0, r1, reach, o0, o1, hands, fallback);
   const float f0 = fallback[0];
   const __m256 v0 = _mm256_set1_ps(f0), one = _mm256_set1_ps(1.0f);
-  ByBlocks(
+  ForBlocks(
       hands,
       [&](int i) {
-        const __m256 a = Widen8(r0 + i), b = Widen8(r1 + i);
-        const __m256 sum = _mm256_add_ps(a, b);
-        const __m256 ok = _mm256_cmp_ps(sum, _mm256_setzero_ps(), _CMP_GT_OQ);
-        const __m256 s0 = lanes::Blend(v0, _mm256_div_ps(a, sum), ok);
+        const __m256 a = WidenU16(r0 + i), b = WidenU16(r1 + i);
+        const __m256 s0 = BlockTotal(_mm256_add_ps(a, b)).Share(a, v0);
         const __m256 r = _mm256_loadu_ps(reach + i);
         _mm256_storeu_ps(o0 + i, _mm256_mul_ps(s0, r));
         _mm256_storeu_ps(o1 + i, _mm256_mul_ps(_mm256_sub_ps(one, s0), r));
@@ -150,14 +142,13 @@ void U16TimesReach3(const uint16_t* __restrict r0, const uint16_t* __restrict r1
   if (UseAvx512()) return U16TimesReach3Avx512(r0, r1, r2, reach, o0, o1, o2, hands, fallback);
   const float f0 = fallback[0], f1 = fallback[1];
   const __m256 v0 = _mm256_set1_ps(f0), v1 = _mm256_set1_ps(f1), one = _mm256_set1_ps(1.0f);
-  ByBlocks(
+  ForBlocks(
       hands,
       [&](int i) {
-        const __m256 a = Widen8(r0 + i), b = Widen8(r1 + i), c = Widen8(r2 + i);
-        const __m256 sum = _mm256_add_ps(_mm256_add_ps(a, b), c);
-        const __m256 ok = _mm256_cmp_ps(sum, _mm256_setzero_ps(), _CMP_GT_OQ);
-        const __m256 s0 = lanes::Blend(v0, _mm256_div_ps(a, sum), ok);
-        const __m256 s1 = lanes::Blend(v1, _mm256_div_ps(b, sum), ok);
+        const __m256 a = WidenU16(r0 + i), b = WidenU16(r1 + i), c = WidenU16(r2 + i);
+        const BlockTotal total(_mm256_add_ps(_mm256_add_ps(a, b), c));
+        const __m256 s0 = total.Share(a, v0);
+        const __m256 s1 = total.Share(b, v1);
         const __m256 r = _mm256_loadu_ps(reach + i);
         _mm256_storeu_ps(o0 + i, _mm256_mul_ps(s0, r));
         _mm256_storeu_ps(o1 + i, _mm256_mul_ps(s1, r));

@@ -33,13 +33,6 @@ inline float Stepped(float r, float d, float scaledPower, const U16Step& step) {
 // mix of 16-bit rows and float work came out as 128-bit code with spills.
 // Each computes exactly what the scalar form does, operation for
 // operation, so block and tail agree bit for bit.
-inline __m256 WidenBlock(const uint16_t* row) {
-  const __m128i raw = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
-  const __m128i lo = _mm_cvtepu16_epi32(raw);
-  const __m128i hi = _mm_cvtepu16_epi32(_mm_srli_si128(raw, 8));
-  return _mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(lo), hi, 1));
-}
-
 // Values are in 0..65535 here, so the signed conversion and the unsigned
 // pack are exact.
 inline void NarrowBlock(__m256 x, uint16_t* row) {
@@ -83,7 +76,7 @@ void Update(uint16_t* __restrict row, const float* __restrict value, const float
   for (; i + Width <= hands; i += Width) {
     alignas(32) float d[Width];
     for (int k = 0; k < Width; ++k) d[k] = difference(i + k);
-    NarrowBlock(StepVec(WidenBlock(row + i), _mm256_load_ps(d), step), row + i);
+    NarrowBlock(StepVec(WidenU16(row + i), _mm256_load_ps(d), step), row + i);
   }
   for (; i < hands; ++i) row[i] = uint16_t(int32_t(StepOne(row[i], difference(i), step)));
 }
@@ -154,7 +147,7 @@ void U16Fused2(uint16_t* __restrict r0, uint16_t* __restrict r1, const float* __
   const __m256 zero = _mm256_setzero_ps();
   int i = 0;
   for (; i + Width <= hands; i += Width) {
-    const __m256 a = WidenBlock(r0 + i), b = WidenBlock(r1 + i);
+    const __m256 a = WidenU16(r0 + i), b = WidenU16(r1 + i);
     const __m256 v0 = _mm256_loadu_ps(x0 + i), v1 = _mm256_loadu_ps(x1 + i);
     // Fused2At on eight hands; the quotients of an empty row are blended
     // away, as the selects do.
@@ -188,7 +181,7 @@ void U16Fused3(uint16_t* __restrict r0, uint16_t* __restrict r1, uint16_t* __res
   const __m256 u0 = _mm256_set1_ps(fallback[0]), u1 = _mm256_set1_ps(fallback[1]), u2 = _mm256_set1_ps(fallback[2]);
   int i = 0;
   for (; i + Width <= hands; i += Width) {
-    const __m256 a = WidenBlock(r0 + i), b = WidenBlock(r1 + i), c = WidenBlock(r2 + i);
+    const __m256 a = WidenU16(r0 + i), b = WidenU16(r1 + i), c = WidenU16(r2 + i);
     const __m256 v0 = _mm256_loadu_ps(x0 + i), v1 = _mm256_loadu_ps(x1 + i), v2 = _mm256_loadu_ps(x2 + i);
     const __m256 n = _mm256_add_ps(_mm256_add_ps(a, b), c);
     const __m256 ok = _mm256_cmp_ps(n, _mm256_setzero_ps(), _CMP_GT_OQ);

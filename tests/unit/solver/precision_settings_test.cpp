@@ -27,19 +27,9 @@ class PrecisionSettingsTest : public SolverFixture {
     SolverFixture::TearDown();
   }
 
-  static void Build(const char* turn, const char* river, std::initializer_list<const char*> lines) {
+  static void Build(const char* turn, const char* river, const std::vector<const char*>& lines) {
     SetRanges(AllCombos);
-    SetBoard("Qs Jh 2h", turn, river);
-    ExecuteCommand({"set_pot", "0", "0", "100"});
-    ExecuteCommand({"clear_lines"});
-    for (const char* line : lines) {
-      std::vector<std::string> tokens = {"add_line"};
-      for (const std::string& word : Words(line)) tokens.push_back(word);
-      ExecuteCommand(tokens);
-    }
-    ExecuteCommand({"build_tree"});
-    FlushReply();
-    ASSERT_NE(GlobalContext, nullptr);
+    BuildSpot("Qs Jh 2h", turn, river, lines);
   }
 
  private:

@@ -61,19 +61,7 @@ class RiverBatchTest : public SolverFixture {
 
   static void Build(const char* flop, const char* turn, const char* river, const std::vector<const char*>& lines) {
     SetRanges(Broadways);
-    SetBoard(flop, turn, river);
-    ExecuteCommand({"set_pot", "0", "0", "100"});
-    ExecuteCommand({"clear_lines"});
-    for (const char* line : lines) {
-      std::vector<std::string> tokens = {"add_line"};
-      for (const std::string& word : Words(line)) tokens.push_back(word);
-      ExecuteCommand(tokens);
-    }
-    const SolverContext* previous = GlobalContext;
-    ExecuteCommand({"build_tree"});
-    FlushReply();
-    ASSERT_NE(GlobalContext, nullptr);
-    ASSERT_NE(GlobalContext, previous) << "build_tree failed";
+    BuildSpot(flop, turn, river, lines);
     AllocateStores();
   }
 

@@ -6,6 +6,7 @@
 
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "../tree/build_test_util.h"
 #include "setup/settings.h"
@@ -46,6 +47,26 @@ class SolverFixture : public BuildFixture {
     }
     FlushReply();
     ASSERT_NE(GlobalContext, nullptr) << path;
+  }
+
+  // Pot 100 on the given board, the lines (amounts as add_line takes
+  // them), then build_tree through the dispatcher; the build must make a
+  // new tree.
+  static void BuildSpot(const char* flop, const char* turn, const char* river,
+                        const std::vector<const char*>& lines) {
+    SetBoard(flop, turn, river);
+    ExecuteCommand({"set_pot", "0", "0", "100"});
+    ExecuteCommand({"clear_lines"});
+    for (const char* line : lines) {
+      Tokens tokens = {"add_line"};
+      for (const std::string& word : Words(line)) tokens.push_back(word);
+      ExecuteCommand(tokens);
+    }
+    const SolverContext* previous = GlobalContext;
+    ExecuteCommand({"build_tree"});
+    FlushReply();
+    ASSERT_NE(GlobalContext, nullptr);
+    ASSERT_NE(GlobalContext, previous) << "build_tree failed";
   }
 
   static void AllocateStores() {
