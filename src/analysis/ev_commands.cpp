@@ -32,7 +32,7 @@ EvRequest ParseRequest(const Tokens& tokens) {
   request.player = ParsePlayer(tokens[1]);
   // The place above the root has no hands to value: "r" means the root.
   request.pathText = tokens[2] == "r" ? "r:0" : tokens[2];
-  request.path = ParsePath(request.pathText);
+  request.path = ParseBuiltPath(request.pathText);
   return request;
 }
 

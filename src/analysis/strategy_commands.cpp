@@ -47,7 +47,7 @@ std::string PublicLine(const double* byCombo) {
 
 // A decision with a single board: what the strategy queries can read.
 NodePath DecisionPath(const std::string& text) {
-  const NodePath path = ParsePath(text);
+  const NodePath path = ParseBuiltPath(text);
   const char* kind = NodeKindWord(path);
   if (std::strcmp(kind, "OOP_DEC") != 0 && std::strcmp(kind, "IP_DEC") != 0) ThrowCommandError("incorrect path");
   if (!PathHasItsBoard(path)) ThrowCommandError("incorrect path");
@@ -107,7 +107,7 @@ void CmdShowRange(const Tokens& tokens) {
   RangeAtPath(player, pathText, range.data());
   CardMask dead = TreeBoard.All();
   if (!pathText.empty()) {
-    const NodePath path = ParsePath(pathText);
+    const NodePath path = ParseBuiltPath(pathText);
     if (path.turn >= 0) dead |= CardBit(path.turn);
     if (path.river >= 0) dead |= CardBit(path.river);
   }
@@ -118,7 +118,7 @@ void CmdShowRange(const Tokens& tokens) {
 
 void CmdShowProbs(const Tokens& tokens) {
   const std::string& text = tokens[1];
-  const NodePath path = ParsePath(text);
+  const NodePath path = ParseBuiltPath(text);
   if (!PathHasItsBoard(path)) ThrowCommandError("incorrect path");
   const double reach[2] = {ReachShare(0, text), ReachShare(1, text)};
   std::string list;

@@ -195,7 +195,7 @@ void RangeAtPath(int player, const std::string& pathText, double* out) {
   const std::vector<double>& built = context.comboWeights[size_t(player)];
   for (int c = 0; c < HandCount; ++c) out[c] = built.size() == size_t(HandCount) ? built[size_t(c)] : 0.0;
   if (pathText.empty()) return;
-  const NodePath path = ParsePath(pathText);
+  const NodePath path = ParseBuiltPath(pathText);
   if (!PathHasItsBoard(path)) ThrowCommandError("incorrect path");
   std::vector<double> row(HandCount);
   for (NodePath place = path; place.node;) {
@@ -236,7 +236,7 @@ double ReachShare(int player, const std::string& pathText) {
 }
 
 std::vector<int> HandRanking(const std::string& pathText) {
-  const NodePath path = ParsePath(pathText == "r" ? "r:0" : pathText);
+  const NodePath path = ParseBuiltPath(pathText == "r" ? "r:0" : pathText);
   const int player = path.node ? path.node->player : 0;
   std::vector<double> ones(HandCount, 1.0), equity(HandCount), matchups(HandCount);
   EquityPass(*GlobalContext, player, path.turn, path.river, ones.data(), ones.data(), equity.data(),

@@ -20,7 +20,7 @@ namespace {
 // Only a decision on one named board has rows to fix; a path that stops
 // before its street's card would address every board at once.
 NodePath LockablePath(const std::string& text) {
-  const NodePath path = ParsePath(text);
+  const NodePath path = ParseBuiltPath(text);
   const char* kind = NodeKindWord(path);
   if (std::strcmp(kind, "OOP_DEC") != 0 && std::strcmp(kind, "IP_DEC") != 0) ThrowCommandError("incorrect path");
   if (!PathHasItsBoard(path)) ThrowCommandError("incorrect path");

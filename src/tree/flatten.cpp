@@ -21,10 +21,11 @@ std::vector<FlatLine> FlattenTrie(SchematicNode& root, int rootStreet, double ha
     PendingNode pending = stack.back();
     stack.pop_back();
     SchematicNode& node = *pending.node;
-    node.index = int32_t(lines.size());
+    const int32_t index = int32_t(lines.size());
 
     FlatLine line;
     line.parent = pending.parent;
+    line.source = &node;
     if (!node.IsEnd()) {
       line.kind = 0;
       line.player = node.player;
@@ -38,9 +39,13 @@ std::vector<FlatLine> FlattenTrie(SchematicNode& root, int rootStreet, double ha
     // Pushed in reverse so that the first child in map order is visited
     // first.
     for (auto child = node.children.rbegin(); child != node.children.rend(); ++child)
-      stack.push_back({child->second.get(), child->first, node.index});
+      stack.push_back({child->second.get(), child->first, index});
   }
   return lines;
+}
+
+void WriteTrieIndexes(const std::vector<FlatLine>& lines) {
+  for (size_t i = 0; i < lines.size(); ++i) lines[i].source->index = int32_t(i);
 }
 
 bool HasLineBeyondRiver(const std::vector<FlatLine>& lines) {

@@ -48,6 +48,24 @@ int ReadDealtCard(const std::string& token, const NodePath& path) {
   return card;
 }
 
+// Line edits after a build leave the trie and the built tree out of step.
+// A trie node is only followed where it still is the built node its index
+// names, with the same children in the same order: otherwise a path to a
+// line added later (index 0 until a build) or to a node whose actions
+// changed would read another node's rows.
+bool MatchesBuiltNode(const SchematicNode& node) {
+  const std::vector<TreeNode>& nodes = GlobalContext->nodes;
+  if (node.index < 0 || size_t(node.index) >= nodes.size()) return false;
+  const TreeNode& built = nodes[size_t(node.index)];
+  const int32_t parent = node.parent ? node.parent->index : -1;
+  if (built.parent != parent || built.IsEnd() != node.IsEnd()) return false;
+  if (built.children.size() != node.children.size()) return false;
+  size_t i = 0;
+  for (const auto& child : node.children)
+    if (child.second->index != built.children[i++]) return false;
+  return true;
+}
+
 }  // namespace
 
 int StreetNumber(const SchematicNode& node) {
@@ -104,6 +122,18 @@ NodePath ParsePath(const std::string& text) {
     if (!child) ThrowIncorrectPath();
     path.node = child;
   }
+  return path;
+}
+
+bool InBuiltTree(const NodePath& path) {
+  for (const SchematicNode* node = path.node; node; node = node->parent)
+    if (!MatchesBuiltNode(*node)) return false;
+  return true;
+}
+
+NodePath ParseBuiltPath(const std::string& text) {
+  const NodePath path = ParsePath(text);
+  if (!InBuiltTree(path)) ThrowIncorrectPath();
   return path;
 }
 

@@ -19,6 +19,14 @@ struct NodePath {
 // Fails with CommandError: "missing/incorrect tree", "incorrect path", or
 // the number conversion's invalid-argument error after "b".
 NodePath ParsePath(const std::string& text);
+// Line edits after a build put the trie out of step with the built tree.
+// True if every node from the path's node up to the root is still the
+// built node its index names, with the same actions in the same order.
+bool InBuiltTree(const NodePath& path);
+// ParsePath for commands that read or write a node's rows or records: a
+// place the built tree doesn't have is an "incorrect path", never another
+// node's rows.
+NodePath ParseBuiltPath(const std::string& text);
 NodePath ParentPath(const NodePath& path);
 // "c", "f" or "b<amount>" for child i of the node.
 std::string ChildToken(const SchematicNode& node, int child);

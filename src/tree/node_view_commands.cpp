@@ -53,8 +53,8 @@ std::string TreeFlagsText() {
 // stores (an end, a forgotten street) has none: both show no flags.
 std::string NodeFlagsText(const NodePath& place) {
   const SolverContext& context = *GlobalContext;
+  if (!InBuiltTree(place)) return "";
   const int index = place.node->index;
-  if (index < 0 || index >= int(context.nodes.size())) return "";
   const TreeNode& treeNode = context.nodes[index];
   if (!treeNode.store0 || !context.boardTree) return "";
 
@@ -164,7 +164,7 @@ void CmdShowAllLines(const Tokens& tokens) {
 
 void CmdSetEvBoost(const Tokens& tokens) {
   if (!TreeIsPresent()) ThrowCommandError("missing/incorrect tree");
-  const NodePath path = ParsePath(tokens[1]);
+  const NodePath path = ParseBuiltPath(tokens[1]);
   // The path names the action: the boost belongs to the node it reaches.
   const char* parentKind = NodeKindWord(ParentPath(path));
   if (std::string(parentKind) != "OOP_DEC" && std::string(parentKind) != "IP_DEC") ThrowBadArguments(tokens);

@@ -172,6 +172,7 @@ void RebuildTree(bool withCompressionStep) {
   if (withCompressionStep && CompressionLevel != AutoCompression) CheckLevelStorable(rootStreet, CompressionLevel);
   FreeTree();
   GlobalContext = context.release();
+  WriteTrieIndexes(lines);
   if (withCompressionStep) {
     try {
       ApplyCompression(*GlobalContext);

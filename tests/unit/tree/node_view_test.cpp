@@ -107,18 +107,12 @@ TEST_F(Inspect, SplitChildrenAreEveryRealCardHighestFirst) {
 }
 
 TEST_F(Inspect, FlagsComeFromTheRowOfTheClientsCards) {
-  // Node list: the turn decision after check, check, and the river
-  // decision after the turn is checked through.
-  context_.nodes.resize(6);
-  Node({0, 0})->index = 2;
-  Node({0, 0, 0, 0})->index = 4;
-  Node({0, 0, 0, 0, 0})->index = 4;
-  context_.nodes[2].street = 2;
-  context_.nodes[4].street = 3;
+  // The turn decision after check, check, and the river decision after the
+  // turn is checked through.
   auto* turnStore = new LockOnlyStore(LockedFlag | ComboLockedFlag);
   auto* riverStore = new LockOnlyStore(LockedFlag);
-  context_.nodes[2].store0.reset(turnStore);
-  context_.nodes[4].store0.reset(riverStore);
+  context_.nodes[size_t(Node({0, 0})->index)].store0.reset(turnStore);
+  context_.nodes[size_t(Node({0, 0, 0, 0})->index)].store0.reset(riverStore);
   context_.boardTree = std::make_unique<BoardTree>();
   BoardTree& boards = *context_.boardTree;
   boards.cardToTurn.assign(52, -1);
@@ -157,12 +151,11 @@ TEST_F(Inspect, FlagsComeFromTheRowOfTheClientsCards) {
 }
 
 TEST_F(Inspect, EvBoostNamesAnAction) {
-  context_.nodes.resize(8);
-  Node({100})->index = 5;
+  const size_t bet = size_t(Node({100})->index);
   EXPECT_EQ(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "0.25"}), "set_ev_boost ok!\n");
-  EXPECT_EQ(context_.nodes[5].evBoost, 0.25f);
+  EXPECT_EQ(context_.nodes[bet].evBoost, 0.25f);
   EXPECT_EQ(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "-0.99"}), "set_ev_boost ok!\n");
-  EXPECT_EQ(context_.nodes[5].evBoost, -0.99f);
+  EXPECT_EQ(context_.nodes[bet].evBoost, -0.99f);
   EXPECT_EQ(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "1"}), "set_ev_boost ok!\n");
 
   struct Case {
@@ -178,7 +171,7 @@ TEST_F(Inspect, EvBoostNamesAnAction) {
       EXPECT_STREQ(error.what(), "ERROR: set_ev_boost incorrect or missing argument\n") << c.path;
     }
   }
-  EXPECT_EQ(context_.nodes[5].evBoost, 1.0f);
+  EXPECT_EQ(context_.nodes[bet].evBoost, 1.0f);
   EXPECT_THROW(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "abc"}), std::invalid_argument);
   GlobalContext = nullptr;
   EXPECT_THROW(RunHandler(CmdSetEvBoost, {"set_ev_boost", "r:0:b100", "0.5"}), CommandError);

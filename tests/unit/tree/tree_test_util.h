@@ -44,10 +44,13 @@ inline std::string TrieText(const SchematicNode& node, int depth = 0) {
 #include "setup/cards.h"
 #include "solver/solver_context.h"
 #include "solver/solver_control.h"
+#include "tree/flatten.h"
+#include "tree/node_list.h"
 #include "tree/tree_commands.h"
 
 // A built tree as far as paths see one: a SolverContext behind
-// GlobalContext, the built board, and a trie of lines. No tree build runs.
+// GlobalContext with the node list of the trie, the built board, and the
+// trie of lines. No boards or stores are built.
 class PathFixture : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { BuildHandTables(); }
@@ -58,6 +61,9 @@ class PathFixture : public ::testing::Test {
     GlobalContext = &context_;
     for (const char* line : {"add_line 0 0 0 0 0 0", "add_line 0 100 100", "add_line 100 300"})
       RunHandler(CmdAddLine, Words(line));
+    const std::vector<FlatLine> lines = FlattenTrie(*SchematicRoot, 1, 50.0);
+    BuildNodeList(context_, lines);
+    WriteTrieIndexes(lines);
     CurrentCommand = "show_node";
   }
   void TearDown() override {
