@@ -19,7 +19,7 @@ void SolveFlopOnce() {
   solved = true;
   ThreadCount = 2;
   bench::RunSilently(bench::ScriptLines("flop_qsjh2h_spr2.txt"));
-  AllocateStores(*GlobalContext, true);
+  AllocateStores(*GlobalContext);
   for (int i = 0; i < 70; ++i) RunIteration(*GlobalContext);
 }
 

@@ -13,7 +13,6 @@
 #include "solver/float_vec.h"
 #include "solver/solver_context.h"
 #include "solver/solver_control.h"
-#include "solver/solver_driver.h"
 #include "solver/strategy_rules.h"
 #include "solver/traversal.h"
 #include "tree/isomorphism.h"
@@ -136,9 +135,6 @@ void LineWeight(int nodeIndex, int turnCard, int riverCard, double* out) {
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   const int riverTop = FirstRiverDecision(context, line);
   std::lock_guard<std::mutex> passLock(PassMutex);
-  // A store without memory reads as the uniform strategy, so a failure
-  // here still gives an answer.
-  AllocateStores(context, false);
   const int turn = FindDeal(context, turnCard, riverCard).turn;
   OpenTurnRows(context, riverTop, turn);
   ComputeLineWeight(context, line, turnCard, riverCard, out);
@@ -156,7 +152,6 @@ double LineWeightTotalOverDeals(int nodeIndex, const std::vector<TurnGroup>& gro
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   const int riverTop = FirstRiverDecision(context, line);
   std::lock_guard<std::mutex> passLock(PassMutex);
-  AllocateStores(context, false);
   const int threads = SolverThreadCount();
   double total = 0.0;
   std::vector<double> slots;

@@ -242,9 +242,6 @@ void NodeEv(int player, int nodeIndex, int turnCard, int riverCard, double* outE
   RefreshStoredValues(context);
 
   std::lock_guard<std::mutex> passLock(PassMutex);
-  // A store without memory reads as the uniform strategy, so a failure
-  // here still gives an answer.
-  AllocateStores(context, false);
   Captured captured;
   {
     OpenRiverRows rowsOpen(context, RowsToOpen(context, line, river), turn);
@@ -268,7 +265,6 @@ void NodeEvOverDeals(int player, int nodeIndex, int turnCard, int riverCard, dou
   std::vector<double> ev(HandCount), matchups(HandCount);
   {
     std::lock_guard<std::mutex> passLock(PassMutex);
-    AllocateStores(context, false);
     // Deals that suit isomorphism maps onto the same entries walk once.
     std::map<std::pair<int, int>, Captured> walked;
     for (int turnPick : turns) {

@@ -14,7 +14,6 @@
 #include "solver/float_vec.h"
 #include "solver/solver_context.h"
 #include "solver/solver_control.h"
-#include "solver/solver_driver.h"
 #include "solver/strategy_rules.h"
 #include "solver/traversal.h"
 #include "tree/isomorphism.h"
@@ -123,9 +122,6 @@ void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector
   RestoreForgottenStreet(context, node, deal);
 
   std::lock_guard<std::mutex> passLock(PassMutex);
-  // A store without memory reads as the uniform strategy, so a failure
-  // here still gives an answer.
-  AllocateStores(context, false);
   const int32_t hands = int32_t(ListSize(context, deal));
   std::vector<FloatVec> read(static_cast<size_t>(actions));
   {
@@ -166,7 +162,6 @@ void ReadLockVector(int nodeIndex, int turnCard, int riverCard, double* out) {
   const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
   if (!DealComplete(context, node, deal) || !node.store0) return;
   std::lock_guard<std::mutex> passLock(PassMutex);
-  AllocateStores(context, false);
   const size_t hands = ListSize(context, deal);
   std::vector<float> row(hands, 0.0f);
   {

@@ -53,6 +53,16 @@ void ReleaseVector(FloatVec& vector) {
   vector.pooled = 0;
 }
 
+bool TryZeroVector(FloatVec& vector, int32_t count) {
+  ReleaseVector(vector);
+  vector.count = count;
+  const size_t bytes = size_t(count > 0 ? count : 1) * sizeof(float);
+  vector.data = static_cast<float*>(scalable_aligned_malloc(bytes, 16));
+  if (!vector.data) return false;
+  std::memset(vector.data, 0, size_t(count) * sizeof(float));
+  return true;
+}
+
 void ZeroVector(FloatVec& vector, int32_t count) {
   ResizeVector(vector, count);
   std::memset(vector.data, 0, size_t(count) * sizeof(float));

@@ -35,3 +35,6 @@ void ResizeVector(FloatVec& vector, int32_t count, bool usePool = false);
 void ReleaseVector(FloatVec& vector);
 // Resize and fill with zeros.
 void ZeroVector(FloatVec& vector, int32_t count);
+// ZeroVector for memory that may be refused, such as a whole store's rows:
+// false, and a null vector, when the allocator has none.
+bool TryZeroVector(FloatVec& vector, int32_t count);

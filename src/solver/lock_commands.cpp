@@ -11,6 +11,7 @@
 #include "shell/parse.h"
 #include "solver/node_locks.h"
 #include "solver/solver_context.h"
+#include "solver/solver_driver.h"
 #include "solver/solver_control.h"
 #include "solver/traversal.h"
 #include "tree/node_path.h"
@@ -58,6 +59,9 @@ void CmdSetStrategy(const Tokens& tokens) {
   if (child < 0 || size_t(child) >= path.node->children.size()) ThrowCommandError("invalid child index");
   const std::vector<double> values = ParseHandValues(tokens, 3);
   std::lock_guard<std::mutex> passLock(PassMutex);
+  // The row needs the node's memory; the rest of the tree gets its own at
+  // go. A write that had nowhere to go would be lost without a word.
+  if (!AllocateNodeStores(GlobalContext->nodes[size_t(path.node->index)])) ThrowCommandError("out of memory");
   if (!SetStrategyRow(path.node->index, child, path.turn, path.river, values.data()))
     ThrowCommandError("incorrect path");
   ReplyOk(tokens);

@@ -8,7 +8,6 @@
 #include "setup/cards.h"
 #include "solver/solver_context.h"
 #include "solver/solver_control.h"
-#include "solver/solver_driver.h"
 #include "tree/board_tree.h"
 #include "tree/isomorphism.h"
 
@@ -86,7 +85,6 @@ bool SetNodeLock(int nodeIndex, int turnCard, int riverCard, bool lock) {
   TreeNode& node = context.nodes[size_t(nodeIndex)];
   const NodeBoard board = FindNodeBoard(context, node, turnCard, riverCard);
   if (!board.valid) return false;
-  AllocateStores(context, false);
   OpenRiverRows rows(context, node, board.deal.turn);
   for (StrategyStore* store : {node.store0.get(), node.store1.get()}) {
     if (!store) continue;
@@ -106,9 +104,6 @@ bool SetStrategyRow(int nodeIndex, int action, int turnCard, int riverCard, cons
   TreeNode& node = context.nodes[size_t(nodeIndex)];
   const NodeBoard board = FindNodeBoard(context, node, turnCard, riverCard);
   if (!board.valid || action < 0 || action >= node.ActionCount()) return false;
-  // A store that can't get memory keeps its uniform answer; the write is
-  // then lost, as a solve would lose it too.
-  AllocateStores(context, false);
   std::vector<float> row = GatherRow(context, board.deal, values);
   for (float& v : row) v *= 1000.0f;
   const bool sumsActive = context.averaging != 0 && (context.averaging != 1 || context.iteration > 60);
@@ -129,7 +124,6 @@ bool SetComboLock(int nodeIndex, int turnCard, int riverCard, const double* valu
   TreeNode& node = context.nodes[size_t(nodeIndex)];
   const NodeBoard board = FindNodeBoard(context, node, turnCard, riverCard);
   if (!board.valid) return false;
-  AllocateStores(context, false);
   const std::vector<float> row = GatherRow(context, board.deal, values);
   OpenRiverRows rows(context, node, board.deal.turn);
   for (StrategyStore* store : {node.store0.get(), node.store1.get()}) {

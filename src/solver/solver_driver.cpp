@@ -164,21 +164,33 @@ void ResetPrintedResults() {
   PrintedIteration = -1;
 }
 
-bool AllocateStores(SolverContext& context, bool stopAtFailure) {
+bool AllocateNodeStores(TreeNode& node) {
+  if (!node.store0 || node.storesAllocated) return true;
+  if (!node.store0->Allocate() || (node.store1 && !node.store1->Allocate())) return false;
+  node.storesAllocated = 1;
+  return true;
+}
+
+bool AllocateStores(SolverContext& context) {
   if (context.storesReady) return true;
-  bool allDone = true;
+  std::vector<TreeNode*> taken;
   for (TreeNode& node : context.nodes) {
     if (!node.store0 || node.storesAllocated) continue;
-    const bool ok = node.store0->Allocate() && (!node.store1 || node.store1->Allocate());
-    if (ok) {
-      node.storesAllocated = 1;
-    } else {
-      allDone = false;
-      if (stopAtFailure) return false;
+    if (AllocateNodeStores(node)) {
+      taken.push_back(&node);
+      continue;
     }
+    node.store0->Release();
+    if (node.store1) node.store1->Release();
+    for (TreeNode* done : taken) {
+      done->store0->Release();
+      if (done->store1) done->store1->Release();
+      done->storesAllocated = 0;
+    }
+    return false;
   }
-  if (allDone) context.storesReady = 1;
-  return allDone;
+  context.storesReady = 1;
+  return true;
 }
 
 bool StartSolver(uint32_t limit, bool inSteps) {
@@ -187,7 +199,7 @@ bool StartSolver(uint32_t limit, bool inSteps) {
   RunLimit = limit;
   LimitInSteps = inSteps;
   ClearSolverHistory();
-  if (!AllocateStores(*context, true)) return false;
+  if (!AllocateStores(*context)) return false;
   MarkSolverStarted();
   std::thread(SolverMain, context).detach();
   return true;
@@ -223,8 +235,8 @@ ResultsRecord MeasureResults(SolverContext& context) {
 
 ResultsRecord CalcResults(SolverContext& context) {
   // A store without memory reads as the fallback strategy, so a failure
-  // here still gives an answer.
-  AllocateStores(context, false);
+  // here still gives an answer: that of the unsolved tree.
+  AllocateStores(context);
   const Counters counters = ReadCounters(context);
   // Only a tree with forgotten streets keeps its results: evaluating it
   // again would see only part of the game.

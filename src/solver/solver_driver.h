@@ -13,6 +13,7 @@
 #include <cstdint>
 
 struct SolverContext;
+struct TreeNode;
 
 // One measurement. EV and MES are raw: counted from the half-way split of
 // the pot; the printers add half the pot.
@@ -22,10 +23,14 @@ struct ResultsRecord {
   double evOop = 0.0, evIp = 0.0, mesOop = 0.0, mesIp = 0.0, exploitability = 0.0;
 };
 
-// Allocates the stores of every node not yet allocated, in node order.
-// With stopAtFailure the first failure ends the walk and false comes back;
-// nodes done so far stay allocated. storesReady is set when none failed.
-bool AllocateStores(SolverContext& context, bool stopAtFailure);
+// Allocates the stores of every node not yet allocated, in node order, and
+// sets storesReady. At the first failure the stores this call took are
+// given back and false comes back: a tree too large to solve must not keep
+// the process short of the memory its queries need. Stores allocated
+// before (by set_strategy) keep their rows.
+bool AllocateStores(SolverContext& context);
+// The stores of one node, if not yet in place; false if memory fails.
+bool AllocateNodeStores(TreeNode& node);
 // False if a run is going on, the tree is incomplete, or memory fails.
 // A limit of 0 seconds means no limit; 0 steps still runs one iteration.
 bool StartSolver(uint32_t limit, bool inSteps);

@@ -10,11 +10,20 @@ FlopStore::FlopStore(int actions, int hands) : actions(actions), hands(hands) {
   for (int a = 0; a < actions; ++a) rows.emplace_back(hands);
 }
 
-// ZeroVector takes 16-byte aligned memory from the scalable allocator and
-// ends the process with "out of memory" if it can't.
+// A store that can't have all its rows gives back those it got, so that a
+// refused go leaves the memory to the queries that follow.
 bool FlopStore::Allocate() {
-  for (FloatVec& row : rows) ZeroVector(row, hands);
+  for (FloatVec& row : rows) {
+    if (!TryZeroVector(row, hands)) {
+      Release();
+      return false;
+    }
+  }
   return true;
+}
+
+void FlopStore::Release() {
+  for (FloatVec& row : rows) ReleaseVector(row);
 }
 
 void FlopStore::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {

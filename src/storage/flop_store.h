@@ -19,6 +19,7 @@ class FlopStore : public StrategyStore {
   FlopStore(int actions, int hands);
 
   bool Allocate() override;
+  void Release() override;
   int32_t HandCount(int group, int sub) const override { return hands; }
   void GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) override;
   bool GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub,

@@ -20,8 +20,12 @@ RiverShiftSumStore::RiverShiftSumStore(const RiverLayout* layout)
       rowShift(size_t(layout->entryCount) * size_t(layout->actions), 0),
       touched(size_t(layout->groupCount), 0) {}
 
-RiverShiftSumStore::~RiverShiftSumStore() {
+RiverShiftSumStore::~RiverShiftSumStore() { Release(); }
+
+void RiverShiftSumStore::Release() {
   if (block) scalable_aligned_free(block);
+  block = nullptr;
+  std::fill(groupBuffers.begin(), groupBuffers.end(), nullptr);
 }
 
 bool RiverShiftSumStore::Allocate() {

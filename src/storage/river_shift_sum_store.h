@@ -22,6 +22,7 @@ class RiverShiftSumStore : public RiverStore {
   RiverShiftSumStore& operator=(const RiverShiftSumStore&) = delete;
 
   bool Allocate() override;
+  void Release() override;
   void GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) override;
   // As the 16-bit regret rows: value truncated and clamped, shift 0.
   void SetRow(int group, int sub, int action, const float* row) override;

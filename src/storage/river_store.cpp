@@ -23,9 +23,7 @@ LockRecord* RiverStore::GetLockRecord(int group, int sub) { return &locks[size_t
 
 RiverRowStore::RiverRowStore(const RiverLayout* layout) : RiverStore(layout), touched(size_t(layout->groupCount)) {}
 
-RiverRowStore::~RiverRowStore() {
-  if (buffer) scalable_aligned_free(buffer);
-}
+RiverRowStore::~RiverRowStore() { Release(); }
 
 bool RiverRowStore::Allocate() {
   std::fill(touched.begin(), touched.end(), uint8_t(0));
@@ -33,6 +31,11 @@ bool RiverRowStore::Allocate() {
   size_t bytes = size_t(layout->paddedElements) * size_t(ElementBytes());
   buffer = scalable_aligned_malloc(bytes > 0 ? bytes : 1, 128);
   return buffer != nullptr;
+}
+
+void RiverRowStore::Release() {
+  if (buffer) scalable_aligned_free(buffer);
+  buffer = nullptr;
 }
 
 void RiverRowStore::TouchGroup(int group) {

@@ -49,6 +49,7 @@ class RiverRowStore : public RiverStore {
   // Takes paddedElements * ElementBytes bytes; false if the heap refuses.
   // The groups read as zeros afterwards, also on a second call.
   bool Allocate() override;
+  void Release() override;
   // Clears the group's span on its first use after Allocate. Every
   // operation that reads or writes rows of the group starts with it.
   void TouchGroup(int group);

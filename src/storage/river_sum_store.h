@@ -22,6 +22,7 @@ class RiverSumStore : public RiverStore {
 
   // Per group 2 * elements bytes, 16-byte aligned, zeroed; all narrow.
   bool Allocate() override;
+  void Release() override;
   // Where a hand's total is zero: 1 / actions with a default row, else 0.
   void GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) override;
   // Element = 10000 * value, truncated and clamped to the group's width.
@@ -43,5 +44,4 @@ class RiverSumStore : public RiverStore {
  private:
   // Element index of (entry, action, hand 0) inside its group's buffer.
   int64_t RowStart(int group, int32_t entry, int action) const;
-  void Release();
 };

@@ -70,6 +70,8 @@ class StrategyStore {
 
   // Takes and clears the memory of the numbers. False if it can't.
   virtual bool Allocate() = 0;
+  // Gives that memory back; the store reads as never allocated again.
+  virtual void Release() {}
   virtual int32_t HandCount(int group, int sub) const = 0;
   // One row per action: the normalised strategy. out has `actions` vectors,
   // resized here. Hands with no information get defaultRow.

@@ -6,9 +6,17 @@ TurnStore::TurnStore(int actions, const std::vector<int32_t>& handCounts) {
 }
 
 bool TurnStore::Allocate() {
-  for (FlopStore& child : children)
-    if (!child.Allocate()) return false;
+  for (FlopStore& child : children) {
+    if (!child.Allocate()) {
+      Release();
+      return false;
+    }
+  }
   return true;
+}
+
+void TurnStore::Release() {
+  for (FlopStore& child : children) child.Release();
 }
 
 int64_t TurnStore::EntryCount(int group) const {

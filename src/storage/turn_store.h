@@ -14,6 +14,7 @@ class TurnStore : public StrategyStore {
   TurnStore(int actions, const std::vector<int32_t>& handCounts);
 
   bool Allocate() override;
+  void Release() override;
   int32_t HandCount(int group, int sub) const override { return children[size_t(group)].hands; }
   void GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) override {
     children[size_t(group)].GetStrategy(out, group, sub, defaultRow);

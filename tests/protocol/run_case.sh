@@ -2,7 +2,8 @@
 # Runs one protocol case: CASE.in on the standard input of the program, the
 # standard output compared byte for byte with CASE.out, the exit status with
 # CASE.status (0 when absent). CASE.args holds command-line arguments, one
-# a line. The case runs in a scratch directory, so files it writes vanish.
+# a line; CASE.ulimit the largest virtual memory in KiB. The case runs in a
+# scratch directory, so files it writes vanish.
 set -u
 program=$1
 case_path=$2
@@ -17,7 +18,10 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cp -r "$(dirname "$case_path")/data" "$scratch/data" 2>/dev/null
 cd "$scratch"
-"$program" "${args[@]}" < "$case_path.in" > actual.out 2> actual.err
+(
+  [ -f "$case_path.ulimit" ] && ulimit -v "$(tr -d '[:space:]' < "$case_path.ulimit")"
+  exec "$program" "${args[@]}" < "$case_path.in" > actual.out 2> actual.err
+)
 status=$?
 
 ok=1

@@ -1,5 +1,6 @@
 // A store that can't get its memory makes go answer "out of memory"; the
-// solver stays idle and the tree goes on answering.
+// solver stays idle, the memory the attempt took goes back, and the tree
+// goes on answering.
 #include <gtest/gtest.h>
 
 #include "shell/command_error.h"
@@ -48,9 +49,15 @@ TEST_F(DriverAllocationTest, GoAnswersOutOfMemoryAndTheTreeStaysUsable) {
   AddLines({"0 0", "0 50 50", "50 50"});
   BuildTree();
   SolverContext& context = Context();
-  // The root's regrets can't get memory; everything else can.
-  TreeNode& root = context.nodes[0];
-  root.store0 = std::make_unique<StarvedStore>(root.ActionCount(), int(context.boardTree->turns[0].rivers[0].hands.size()));
+  // The last decision's regrets can't get memory; everything else can. The
+  // root has its memory already, as after set_strategy.
+  int starved = -1;
+  for (size_t i = 0; i < context.nodes.size(); ++i)
+    if (!context.nodes[i].IsEnd()) starved = int(i);
+  ASSERT_GT(starved, 1);
+  TreeNode& last = context.nodes[size_t(starved)];
+  last.store0 = std::make_unique<StarvedStore>(last.ActionCount(), int(context.boardTree->turns[0].rivers[0].hands.size()));
+  ASSERT_TRUE(AllocateNodeStores(context.nodes[0]));
 
   CurrentCommand = "go";
   try {
@@ -62,6 +69,8 @@ TEST_F(DriverAllocationTest, GoAnswersOutOfMemoryAndTheTreeStaysUsable) {
   EXPECT_FALSE(SolverIsRunning());
   EXPECT_EQ(context.iteration, 0);
   EXPECT_FALSE(context.storesReady);
+  for (size_t i = 1; i < context.nodes.size(); ++i) EXPECT_FALSE(context.nodes[i].storesAllocated) << i;
+  EXPECT_TRUE(context.nodes[0].storesAllocated);
 
   // calc_results ignores the failure: the starved node plays its default.
   ResultsRecord record = CalcResults(context);
