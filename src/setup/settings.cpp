@@ -2,6 +2,9 @@
 
 #include <omp.h>
 
+#include <algorithm>
+#include <thread>
+
 #include "solver/solver_context.h"
 #include "solver/solver_control.h"
 
@@ -29,7 +32,15 @@ int DefaultThreadCount() {
   return count;
 }
 
-int SolverThreadCount() { return ThreadCount >= 1 ? ThreadCount : DefaultThreadCount(); }
+int MaxSolverThreads() {
+  static const int count = 4 * std::max(1, int(std::thread::hardware_concurrency()));
+  return count;
+}
+
+int SolverThreadCount() {
+  const int wanted = ThreadCount >= 1 ? ThreadCount : DefaultThreadCount();
+  return std::clamp(wanted, 1, MaxSolverThreads());
+}
 
 void SetPot(double first, double second, double total) {
   PotValues = {first, second, total};

@@ -70,7 +70,12 @@ extern int ActualCompression;
 // call. Kept apart because the runtime's own maximum follows every
 // omp_set_num_threads.
 int DefaultThreadCount();
-// The thread count in force, at least 1.
+// No run starts more threads than this, whatever set_threads stored:
+// four for every hardware thread. Beyond the hardware count threads only
+// take turns, and a runtime asked for thousands can fail to make them,
+// which would end the process.
+int MaxSolverThreads();
+// The thread count in force, 1 to MaxSolverThreads.
 int SolverThreadCount();
 
 // Stores the pot and brings the chips target in line with it.

@@ -37,7 +37,16 @@ void CmdGo(const Tokens& tokens) {
     limit = uint32_t(ParseInt(tokens[1]));
     inSteps = tokens[2] == "steps";
   }
-  if (!StartSolver(limit, inSteps)) ThrowCommandError("out of memory");
+  switch (StartSolver(limit, inSteps)) {
+    case SolverStart::Started:
+      break;
+    case SolverStart::Refused:
+      ThrowCommandError("Can't do that when solver is running");
+    case SolverStart::NoThread:
+      ThrowCommandError("can't start the solver thread");
+    case SolverStart::OutOfMemory:
+      ThrowCommandError("out of memory");
+  }
   if (Verbosity > 0) PrintReply("[go %d threads]\n", SolverThreadCount());
   ReplyOk(tokens);
 }

@@ -46,6 +46,15 @@ void MarkSolverStarted() {
   StopRequested = false;
 }
 
+void MarkSolverNotStarted() {
+  {
+    std::lock_guard<std::mutex> lock(RunMutex);
+    Running = false;
+    StopRequested = false;
+  }
+  RunEnded.notify_all();
+}
+
 void MarkSolverFinished(const char* reason) {
   {
     std::lock_guard<std::mutex> lock(RunMutex);

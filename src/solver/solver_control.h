@@ -26,4 +26,7 @@ void WaitForSolver();
 // starts it), and as the run's last act: prints "SOLVER: stopped (reason)",
 // clears the stop request and the running flag, and wakes the waiters.
 void MarkSolverStarted();
+// Takes back MarkSolverStarted when no solver thread could be started:
+// no "SOLVER:" line, and nobody is left waiting.
+void MarkSolverNotStarted();
 void MarkSolverFinished(const char* reason);

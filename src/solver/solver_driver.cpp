@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -193,16 +194,23 @@ bool AllocateStores(SolverContext& context) {
   return true;
 }
 
-bool StartSolver(uint32_t limit, bool inSteps) {
+SolverStart StartSolver(uint32_t limit, bool inSteps) {
   SolverContext* context = GlobalContext;
-  if (!context || SolverIsRunning() || (context->flags & IncompleteTreeFlag)) return false;
+  if (!context || SolverIsRunning() || (context->flags & IncompleteTreeFlag)) return SolverStart::Refused;
   RunLimit = limit;
   LimitInSteps = inSteps;
   ClearSolverHistory();
-  if (!AllocateStores(*context)) return false;
+  if (!AllocateStores(*context)) return SolverStart::OutOfMemory;
   MarkSolverStarted();
-  std::thread(SolverMain, context).detach();
-  return true;
+  try {
+    std::thread(SolverMain, context).detach();
+  } catch (const std::system_error&) {
+    // Out of threads or address space: the run never began, so a
+    // wait_for_solver must not wait for its end.
+    MarkSolverNotStarted();
+    return SolverStart::NoThread;
+  }
+  return SolverStart::Started;
 }
 
 namespace {

@@ -31,9 +31,12 @@ struct ResultsRecord {
 bool AllocateStores(SolverContext& context);
 // The stores of one node, if not yet in place; false if memory fails.
 bool AllocateNodeStores(TreeNode& node);
-// False if a run is going on, the tree is incomplete, or memory fails.
-// A limit of 0 seconds means no limit; 0 steps still runs one iteration.
-bool StartSolver(uint32_t limit, bool inSteps);
+enum class SolverStart { Started, Refused, OutOfMemory, NoThread };
+// Refused if a run is going on or the tree is incomplete; OutOfMemory if
+// the stores can't have their memory; NoThread if the system would not
+// start a thread. A limit of 0 seconds means no limit; 0 steps still runs
+// one iteration.
+SolverStart StartSolver(uint32_t limit, bool inSteps);
 // Both evaluate passes: EV and MES of each player at the root, raw values.
 ResultsRecord MeasureResults(SolverContext& context);
 // The cached or freshly measured results of calc_results.
