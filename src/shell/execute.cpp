@@ -95,6 +95,8 @@ void ExecuteCommand(Tokens tokens) {
   } catch (const std::runtime_error& error) {
     ReportError(error.what());
   } catch (const std::bad_alloc&) {
+    // The reply may be what took the memory, and the error line must fit.
+    DiscardReply();
     ReportError("ERROR: " + tokens[0] + " out of memory");
   } catch (const std::exception& error) {
     ReportError("ERROR: " + tokens[0] + " " + error.what());

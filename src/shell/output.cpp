@@ -34,6 +34,29 @@ std::string FormatV(const char* format, va_list args) {
   return text;
 }
 
+// Writes the non-empty lines of the first `length` bytes and removes them.
+void WriteLines(size_t length) {
+  std::lock_guard<std::mutex> lock(OutputMutex);
+  size_t start = 0;
+  while (start < length) {
+    size_t end = ReplyBuffer.find('\n', start);
+    if (end == std::string::npos || end > length) end = length;
+    if (end > start) {
+      std::fwrite(ReplyBuffer.data() + start, 1, end - start, stdout);
+      std::fputc('\n', stdout);
+    }
+    start = end + 1;
+  }
+  ReplyBuffer.erase(0, length);
+}
+
+// Only whole lines go early: the line being written may still grow.
+void WriteIfLarge() {
+  if (ReplyBuffer.size() < ReplyFlushBytes) return;
+  const size_t lastLineFeed = ReplyBuffer.rfind('\n');
+  if (lastLineFeed != std::string::npos) WriteLines(lastLineFeed + 1);
+}
+
 }  // namespace
 
 void PrintReply(const char* format, ...) {
@@ -42,29 +65,24 @@ void PrintReply(const char* format, ...) {
   va_start(args, format);
   ReplyBuffer += FormatV(format, args);
   va_end(args);
+  WriteIfLarge();
 }
 
 void PrintReplyText(std::string_view text) {
   if (!text.empty() && text[0] == '#' && !ShowHashLines) return;
   ReplyBuffer += text;
+  WriteIfLarge();
 }
 
 void FlushReply() {
   if (ReplyBuffer.empty()) return;
-  std::lock_guard<std::mutex> lock(OutputMutex);
-  size_t start = 0;
-  while (start < ReplyBuffer.size()) {
-    size_t end = ReplyBuffer.find('\n', start);
-    if (end == std::string::npos) end = ReplyBuffer.size();
-    if (end > start) {
-      std::fwrite(ReplyBuffer.data() + start, 1, end - start, stdout);
-      std::fputc('\n', stdout);
-    }
-    start = end + 1;
-  }
-  ReplyBuffer.clear();
+  WriteLines(ReplyBuffer.size());
   ShowHashLines = false;
 }
+
+size_t PendingReplyBytes() { return ReplyBuffer.size(); }
+
+void DiscardReply() { std::string().swap(ReplyBuffer); }
 
 void PrintNow(const char* format, ...) {
   va_list args;

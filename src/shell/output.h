@@ -30,6 +30,14 @@ void PrintReply(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void PrintReplyText(std::string_view text);
 // Writes the non-empty lines of the reply buffer, each with a line feed.
 void FlushReply();
+// A reply (a repeat of queries, say) may be far larger than memory: once
+// this many bytes are pending, its complete lines go out before the
+// command ends. The output is the same, only earlier.
+inline constexpr size_t ReplyFlushBytes = size_t(16) << 20;
+size_t PendingReplyBytes();
+// Forgets the pending reply, so that an error line can still be printed
+// when memory ran out while a reply was being made.
+void DiscardReply();
 // Formats straight to the standard output and flushes it.
 void PrintNow(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
