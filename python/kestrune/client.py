@@ -196,7 +196,7 @@ class Solver:
         bar = None
         if progress is True:
             from tqdm import tqdm
-            bar = tqdm(total=limit.iterations or None, unit="it", desc="solving",
+            bar = tqdm(total=limit.iterations or None, unit="it", desc="solving", mininterval=1.0,
                        bar_format="{desc}: {n} it {elapsed} {postfix}" if not limit.iterations else None)
             callback = None
         else:

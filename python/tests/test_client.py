@@ -90,3 +90,12 @@ def test_spot_refuses_what_it_cannot_solve(tmp_path):
     ]:
         with pytest.raises(SpotError, match=re.escape(message)):
             load_spot(write_spot(tmp_path, text))
+
+
+def test_a_tree_too_big_is_refused_with_what_to_cut(solver, tmp_path):
+    from kestrune import SpotError
+    spot = load_spot(write_spot(tmp_path, TURN))
+    # A share below zero makes any tree too big: the refusal path, for real.
+    with pytest.raises(SpotError, match="most decisions are on the river"):
+        set_up(solver, spot, memory_share=-1)
+    assert solver.command("is_tree_present") == ["false"]
