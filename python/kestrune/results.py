@@ -399,7 +399,7 @@ def walk(node, depth=99, turns=None, rivers=None):
         for _, child in node.children():
             yield from walk(child, depth - 1, turns, rivers)
     elif node.kind == "chance":
-        choose = turns if node.street == "flop" else rivers
+        choose = turns if node.street == "turn" else rivers   # the street being dealt
         cards = choose(node) if choose else node.deals()
         for c in cards:
             yield from walk(node.deal(c), depth, turns, rivers)

@@ -112,3 +112,25 @@ def test_exports(solved_river, tmp_path):
     rows = list(csv.reader(open(tmp_path / "node.csv")))
     assert rows[0][:5] == ["hand", "reach", "p(all-in)", "p(call)", "p(fold)"]
     assert len(rows) - 1 == np.count_nonzero(np.nan_to_num(data.reach[1]) > 0)
+
+
+def test_walk_deals_the_named_turn_and_river_cards(solver, tmp_path):
+    """On a flop tree the first deal is a turn: `turns` picks its cards,
+    `rivers` those of the next one.  Only the tree's shape is read."""
+    spot = load_spot(write_spot(tmp_path, """
+board = "Qs Jh 2h"
+pot = 100
+stack = 100
+oop_range = "QQ,22"
+ip_range = "AA,KK"
+[bets]
+flop_ip = "50%"
+"""))
+    set_up(solver, spot)
+    root = Tree(solver, spot.board, spot.pot, spot.stack).root()
+    paths = [n.path for n in walk(root, turns=lambda n: ["Kd", "3c"], rivers=lambda n: ["As"])]
+    deals = {tuple(t for t in p.split(":")[2:] if len(t) == 2 and t[0] != "b") for p in paths}
+    assert deals == {(), ("Kd",), ("3c",), ("Kd", "As"), ("3c", "As")}
+    chance = root.play("check").play("check")
+    assert chance.kind == "chance" and chance.street == "turn" and len(chance.deals()) == 49
+    assert chance.deal("Kd").play("check").play("check").street == "river"
