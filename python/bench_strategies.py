@@ -34,11 +34,10 @@ def main():
         solve = time.perf_counter() - t0
         tree = Tree(solver, spot.board, spot.pot, spot.stack)
         t0 = time.perf_counter()
-        texts, nodes = [], 0
-        for node in walk(tree.root(), rivers=lambda n: n.deals()[:args.rivers]):
-            if node.kind == "decision":
-                texts.append(solver.command(f"show_strategy {node.path}"))
-                nodes += 1
+        paths = [n.path for n in walk(tree.root(), rivers=lambda n: n.deals()[:args.rivers])
+                 if n.kind == "decision"]
+        texts = solver.commands(f"show_strategy {p}" for p in paths)
+        nodes = len(paths)
         fetch = time.perf_counter() - t0
         t0 = time.perf_counter()
         numbers = sum(parse_row(line).size for lines in texts for line in lines)

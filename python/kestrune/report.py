@@ -16,7 +16,7 @@ import time
 import numpy as np
 
 from . import __version__
-from .cards import CLASS_HANDS, GRID, card_index, card_text
+from .cards import CLASS_HANDS, GRID, card_index, card_text, class_name, hand_index
 from .client import Limit, Solver
 from .results import PLAYERS, Tree, walk
 from .spot import describe, node_counts, set_up
@@ -60,7 +60,6 @@ def node_record(node, ev=True):
 
 
 def _class_of(hand):
-    from .cards import class_name, hand_index
     return class_name(hand_index(card_index(hand[:2]), card_index(hand[2:])))
 
 

@@ -235,23 +235,30 @@ class Node:
         """Everything about this node as a `NodeData`."""
         if self.kind == "chance":
             raise TreeError(f"{self.path} waits for a card: deal one first")
-        s = self.tree.solver
         data = NodeData(self)
-        data.reach = [self.reach(0), self.reach(1)]
+        cmds = [f"show_range {p} {self.path}" for p in PLAYERS]
         if self.kind == "decision":
-            data.strategy = self.strategy()
+            cmds.append(f"show_strategy {self.path}")
+        if ev:
+            cmds += [f"{c} {p} {self.path}" for p in PLAYERS for c in ("calc_ev", "calc_eq_node")]
+        # One round trip for the node: the replies come back in order.
+        replies = [[parse_row(line) for line in r] for r in self.tree.solver.commands(cmds)]
+        data.reach = [replies[0][0], replies[1][0]]
+        rest = replies[2:]
+        if self.kind == "decision":
+            data.strategy = np.array(rest.pop(0))
         if ev:
             for p in (0, 1):
-                ev_row, matchups = s.rows(f"calc_ev {PLAYERS[p]} {self.path}")
-                eq_rows = s.rows(f"calc_eq_node {PLAYERS[p]} {self.path}")
-                data.ev[p], data.matchups[p] = ev_row, matchups
+                (data.ev[p], data.matchups[p]), eq_rows = rest[2 * p], rest[2 * p + 1]
                 data.equity[p] = eq_rows[0]
         return data
 
-    def lock(self, mix, hands, solver_lock=True):
+    def lock(self, mix, hands, lock_combos=True):
         """Fix the play of `hands` (range text) here to `mix`, a mapping of
         action label to frequency; the other hands keep their current
-        strategy and stay free.  Locks only this node on this board."""
+        strategy and stay free.  Locks only this node on this board.  With
+        `lock_combos` off the play is set but not locked, and the solver
+        moves it again from the next iteration."""
         if self.kind != "decision":
             raise TreeError("only a decision can be locked")
         labels = self.actions
@@ -268,7 +275,7 @@ class Node:
         s = self.tree.solver
         for i in range(len(labels)):
             s.command(f"set_strategy {self.path} {i} " + " ".join(format(v, ".8g") for v in rows[i]))
-        if solver_lock:
+        if lock_combos:
             s.command(f"combo_lock_node {self.path} " + " ".join("1" if m else "0" for m in mask))
         return int(mask.sum())
 

@@ -29,6 +29,12 @@ def test_every_reply_form_and_errors_keep_the_stream_in_step(solver):
     with pytest.raises(ValueError):
         solver.command("get_value a\nexit")                         # one command, one line
     assert len(solver.hand_order()) == 1326
+    # Sent all at once, read back in order; an error in the middle is
+    # raised only after every reply is read, so the next command is in step.
+    assert solver.commands(["get_value a", "repeat 1 z", "set_value c 3"]) == [["a 1"], ["z"], []]
+    with pytest.raises(KestruneError, match="get_value invalid key"):
+        solver.commands(["get_value a", "get_value nope", "set_value d 4"])
+    assert solver.command("get_value d") == ["d 4"]
 
 
 def test_solve_reports_progress_and_stops_at_the_accuracy(solver, tmp_path):
