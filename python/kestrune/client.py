@@ -21,6 +21,7 @@ instead waits for the "SOLVER: stopped" line itself.
 import os
 import queue
 import re
+import signal
 import subprocess
 import tempfile
 import threading
@@ -87,9 +88,14 @@ class Solver:
         if not os.path.isfile(path):
             raise FileNotFoundError(f"no Kestrune program at {path}; build it or set KESTRUNE_BIN")
         self._stderr = tempfile.TemporaryFile(mode="w+")
+        # Ctrl-C at a terminal goes to the whole foreground group; the
+        # program must live through it, so that `solve` can send `stop` and
+        # keep the tree.  It ignores SIGINT; it still ends when our side of
+        # its standard input closes.
         self._proc = subprocess.Popen(
             [path, "--compactmsg"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-            stderr=self._stderr, text=True, bufsize=1)
+            stderr=self._stderr, text=True, bufsize=1,
+            preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
         self._replies = queue.Queue()
         self._events = queue.Queue()
         self._lock = threading.Lock()

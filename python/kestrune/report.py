@@ -5,7 +5,7 @@ The page is one self-contained file (its data, style and script inline, no
 network), so it can be mailed or opened from a disk.  Which nodes it holds
 is a trade of size against reach: every flop node, the turn nodes for the
 turn cards the spot's [report] table names (default all), and below each
-turn card the river nodes of `rivers` river cards (default 1).  The same
+turn card the river nodes of `rivers` river cards (default 0).  The same
 data is written as nodes.json for scripts.
 """
 
@@ -37,11 +37,11 @@ def node_record(node, ev=True):
     rec = {"path": node.path, "kind": node.kind, "street": node.street,
            "board": " ".join(card_text(c) for c in node.board), "pot": node.pot_here,
            "history": node.history, "paid": list(node.state.paid)}
-    if node.kind == "chance":
+    if node.kind != "decision":
+        # End nodes are only named: a showdown below an all-in names no
+        # river card, and the program refuses queries on such a street.
         return rec
-    # End nodes get no EV: a showdown below an all-in names no river card,
-    # and the program refuses queries on a street whose card is missing.
-    data = node.read(ev=ev and node.kind == "decision")
+    data = node.read(ev=ev)
     rec["player"] = PLAYERS[node.player] if node.player is not None else None
     rec["actions"] = node.actions
     rec["children"] = [child.path for _, child in node.children()]
@@ -53,8 +53,8 @@ def node_record(node, ev=True):
     for c in data.combos():
         name = _class_of(c["hand"])
         combos.setdefault(name, []).append(
-            [c["hand"], _r(c["reach"], 3), [_r(x) for x in c.get("strategy", [])],
-             _r(c.get("ev"), 2), _r(c.get("equity")), _r(c.get("eqr"))])
+            [c["hand"], _r(c["reach"], 3), [_r(x, 3) for x in c.get("strategy", [])],
+             _r(c.get("ev"), 2), _r(c.get("equity"), 3), _r(c.get("eqr"), 3)])
     rec["classes"], rec["combos"] = classes, combos
     return rec
 

@@ -57,7 +57,11 @@ def test_solve_reports_progress_and_stops_at_the_accuracy(solver, tmp_path):
 def test_ctrl_c_stops_the_solver_and_keeps_the_tree(solver, tmp_path):
     spot = load_spot(write_spot(tmp_path, TURN))
     set_up(solver, spot)
-    timer = threading.Timer(1.0, lambda: os.kill(os.getpid(), signal.SIGINT))
+    def ctrl_c():
+        # As a terminal does it: to the program and to us alike.
+        os.kill(solver._proc.pid, signal.SIGINT)
+        os.kill(os.getpid(), signal.SIGINT)
+    timer = threading.Timer(1.0, ctrl_c)
     timer.start()
     try:
         reason = solver.solve(Limit(accuracy=0.0001), progress=False)
