@@ -36,12 +36,13 @@ def main():
         t0 = time.perf_counter()
         paths = [n.path for n in walk(tree.root(), rivers=lambda n: n.deals()[:args.rivers])
                  if n.kind == "decision"]
-        texts = solver.commands(f"show_strategy {p}" for p in paths)
-        nodes = len(paths)
+        nodes, numbers, parse = len(paths), 0, 0.0
+        for start in range(0, nodes, 2000):      # in chunks: a whole tree's text won't fit in memory
+            texts = solver.commands(f"show_strategy {p}" for p in paths[start:start + 2000])
+            t1 = time.perf_counter()
+            numbers += sum(parse_row(line).size for lines in texts for line in lines)
+            parse += time.perf_counter() - t1
         fetch = time.perf_counter() - t0
-        t0 = time.perf_counter()
-        numbers = sum(parse_row(line).size for lines in texts for line in lines)
-        parse = time.perf_counter() - t0
     print(f"solve {solve:.1f} s ({solver.iterations} iterations); {nodes} decision nodes, {numbers} numbers: "
           f"read and parsed in {fetch:.2f} s ({1000 * fetch / nodes:.2f} ms a node), "
           f"of which parsing {parse:.2f} s; reading is {100 * fetch / solve:.1f}% of the solve")

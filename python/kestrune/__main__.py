@@ -14,7 +14,7 @@ import sys
 
 from .client import KestruneError, KestruneTerminated
 from .ranges import RangeError, combo_count, parse_range
-from .results import TreeError
+from .results import PathError
 from .spot import SpotError, load_spot
 
 
@@ -52,7 +52,7 @@ def main(argv=None):
                   f"exploitable for {summary['exploitability_pct']:.3f}% of the pot")
             print("root: " + ", ".join(f"{a} {100 * f:.1f}%" for a, f in summary["root_strategy"].items()))
             print(f"report: {os.path.abspath(os.path.join(args.out, 'report.html'))}")
-    except (RangeError, SpotError, TreeError, KestruneError, KestruneTerminated, OSError) as e:
+    except (RangeError, SpotError, PathError, KestruneError, KestruneTerminated, OSError) as e:
         print(f"kestrune: {e}", file=sys.stderr)
         return 2
     return 0

@@ -201,12 +201,3 @@ def build_lines(street, pot, stack, sizes):
 def format_lines(lines):
     return [("add_line " + " ".join(str(a) for a in line)) for line in lines]
 
-
-def count_nodes(lines):
-    """Decision nodes of the tree by street offset, as the program would
-    build them from these lines (prefixes that a player acts at)."""
-    prefixes = set()
-    for line in lines:
-        for i in range(len(line)):
-            prefixes.add(tuple(line[:i]))
-    return len(prefixes)

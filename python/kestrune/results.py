@@ -35,7 +35,7 @@ from .ranges import parse_range
 PLAYERS = ("OOP", "IP")
 
 
-class TreeError(ValueError):
+class PathError(ValueError):
     """A path, action or card that isn't in the tree."""
 
 
@@ -188,12 +188,12 @@ class Node:
     def play(self, label):
         """The node after the action with this label (or its index)."""
         if self.kind != "decision":
-            raise TreeError(f"no action at a {self.kind} node ({self.path})")
+            raise PathError(f"no action at a {self.kind} node ({self.path})")
         tokens = self._child_tokens()
         labels = self.actions
         index = label if isinstance(label, int) else (labels.index(label) if label in labels else -1)
         if not 0 <= index < len(tokens):
-            raise TreeError(f"no action {label!r} at {self.path}; there are: {', '.join(labels)}")
+            raise PathError(f"no action {label!r} at {self.path}; there are: {', '.join(labels)}")
         token = tokens[index]
         state = self.state.copy()
         child_path = self.betting_path + ":" + token
@@ -203,10 +203,10 @@ class Node:
     def deal(self, card):
         """The node after a turn or river card."""
         if self.kind != "chance":
-            raise TreeError(f"no card to deal at {self.path}")
+            raise PathError(f"no card to deal at {self.path}")
         c = card_index(card)
         if c in self.board:
-            raise TreeError(f"{card} is already on the board")
+            raise PathError(f"{card} is already on the board")
         state = self.state.copy()
         state.pending_deal = False
         return Node(self.tree, self.tokens + ["@" + card_text(c)], self.cards + [c], state)
@@ -234,7 +234,7 @@ class Node:
     def read(self, ev=True):
         """Everything about this node as a `NodeData`."""
         if self.kind == "chance":
-            raise TreeError(f"{self.path} waits for a card: deal one first")
+            raise PathError(f"{self.path} waits for a card: deal one first")
         data = NodeData(self)
         cmds = [f"show_range {p} {self.path}" for p in PLAYERS]
         if self.kind == "decision":
@@ -260,14 +260,14 @@ class Node:
         `lock_combos` off the play is set but not locked, and the solver
         moves it again from the next iteration."""
         if self.kind != "decision":
-            raise TreeError("only a decision can be locked")
+            raise PathError("only a decision can be locked")
         labels = self.actions
         for label in mix:
             if label not in labels:
-                raise TreeError(f"no action {label!r} at {self.path}; there are: {', '.join(labels)}")
+                raise PathError(f"no action {label!r} at {self.path}; there are: {', '.join(labels)}")
         total = sum(mix.values())
         if total <= 0 or any(v < 0 for v in mix.values()):
-            raise TreeError("a mix has frequencies of 0 or more, not all 0")
+            raise PathError("a mix has frequencies of 0 or more, not all 0")
         mask = (parse_range(hands) > 0) & ~board_mask(self.board)
         rows = np.nan_to_num(self.strategy())
         for i, label in enumerate(labels):

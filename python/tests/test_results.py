@@ -10,7 +10,7 @@ import pytest
 from kestrune import Limit, Solver, Tree, load_spot, set_up, walk
 from kestrune.cards import HAND_TEXT
 from kestrune.ranges import parse_range
-from kestrune.results import TreeError, export_json
+from kestrune.results import PathError, export_json
 from conftest import TURN, write_spot
 
 
@@ -66,11 +66,11 @@ def test_eqr_is_one_at_a_showdown(solved_river, path):
 def test_navigation_errors_say_what_is_there(solved_river):
     _, _, tree = solved_river
     root = tree.root()
-    with pytest.raises(TreeError, match="there are: bet 50, check"):
+    with pytest.raises(PathError, match="there are: bet 50, check"):
         root.play("raise to 999")
-    with pytest.raises(TreeError, match="no card to deal"):
+    with pytest.raises(PathError, match="no card to deal"):
         root.deal("As")
-    with pytest.raises(TreeError, match="no action"):
+    with pytest.raises(PathError, match="no action"):
         root.play("check").play("check").play("check")
 
 
@@ -93,9 +93,9 @@ def test_lock_by_hand_class(tmp_path):
         # The other hands stay free: some of them still check.
         in_range = np.nan_to_num(node.reach(0)) > 0
         assert np.any(strategy[1, in_range & ~sets] > 0.5)
-        with pytest.raises(TreeError, match="no action 'raise to 500'"):
+        with pytest.raises(PathError, match="no action 'raise to 500'"):
             node.lock({"raise to 500": 1.0}, "AA")
-        with pytest.raises(TreeError, match="frequencies"):
+        with pytest.raises(PathError, match="frequencies"):
             node.lock({"check": 0.0}, "AA")
 
 
