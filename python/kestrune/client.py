@@ -54,7 +54,7 @@ class KestruneTerminated(Exception):
 class Limit:
     """When a solve stops: whichever comes first.  `accuracy` is the
     exploitability target in % of the pot; `iterations` counts from the
-    start of this run; `seconds` is wall time."""
+    start of this run; `seconds` is wall time.  0 is no limit."""
     accuracy: float = 0.5
     iterations: int = 0
     seconds: int = 0
@@ -239,6 +239,12 @@ class Solver:
             go = f"go {int(limit.seconds)} seconds"
         else:
             go = "go"
+        while not self._events.empty():
+            self._events.get_nowait()
+        start_iter = self.iterations
+        self.command(go)
+        # The program takes one limit a run; with both, the time is kept here.
+        deadline = time.monotonic() + limit.seconds if limit.iterations and limit.seconds else None
         bar = None
         if progress is True:
             from tqdm import tqdm
@@ -247,14 +253,13 @@ class Solver:
             callback = None
         else:
             callback = progress or None
-        while not self._events.empty():
-            self._events.get_nowait()
-        start_iter = self.iterations
-        self.command(go)
         reason = None
-        interrupted = False
+        interrupted = timed_out = False
         try:
             while reason is None:
+                if deadline is not None and time.monotonic() > deadline:
+                    deadline, timed_out = None, True
+                    self.command("stop")
                 try:
                     line = self._events.get(timeout=0.5)
                 except queue.Empty:
@@ -293,7 +298,9 @@ class Solver:
         finally:
             if bar is not None:
                 bar.close()
-        return "interrupted" if interrupted else reason
+        if interrupted:
+            return "interrupted"
+        return "timeout reached" if timed_out and reason == "requested" else reason
 
     def results(self):
         """EVs, best-response values and exploitability of the root."""

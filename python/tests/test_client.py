@@ -52,6 +52,9 @@ def test_solve_reports_progress_and_stops_at_the_accuracy(solver, tmp_path):
     # A step limit: counted from the start of this run.
     assert solver.solve(Limit(accuracy=0, iterations=3), progress=False) == "required number of steps done"
     assert solver.results()["iterations"] == res["iterations"] + 3
+    # Iterations and seconds together: the program takes one, we keep the other.
+    assert solver.solve(Limit(accuracy=0, iterations=10**6, seconds=1), progress=False) == "timeout reached"
+    assert solver.results()["iterations"] < res["iterations"] + 3 + 10**6
 
 
 def test_ctrl_c_stops_the_solver_and_keeps_the_tree(solver, tmp_path):
