@@ -30,7 +30,9 @@ import os
 import tomllib
 from dataclasses import dataclass, field
 
-from .cards import card_text, parse_board
+import numpy as np
+
+from .cards import CLASS_HANDS, board_mask, card_text, parse_board
 from .lines import BetSizes, STREETS, TreeError, build_lines, format_lines
 from .ranges import RangeError, format_range, parse_range
 
@@ -175,6 +177,10 @@ def set_up(solver, spot, memory_share=0.8):
     memory, saying where the nodes are."""
     solver.command(f"set_threads {spot.threads}")
     solver.command(f"set_compression {spot.compression}")
+    # Suit isomorphism folds equivalent flop deals, but the program refuses
+    # it unless every hand class has one weight; a range with single
+    # combos (AhKh) is solved without it, slower but as written.
+    solver.command(f"set_isomorphism {1 if _class_uniform(spot) else 0} 0")
     for cmd in spot.commands():
         if cmd.startswith("set_pot"):
             solver.pot = float(spot.pot)
@@ -191,6 +197,16 @@ def set_up(solver, spot, memory_share=0.8):
             f"most decisions are on the {worst.lower()} ({counts[worst]} of {sum(counts.values())} "
             f"counted per deal): drop {worst.lower()} sizes, lower max_raises, or compress harder")
     return size_mb
+
+
+def _class_uniform(spot):
+    live = ~board_mask(spot.board[:3])
+    for weights in (spot.oop_range, spot.ip_range):
+        for hands in CLASS_HANDS:
+            w = weights[hands[live[hands]]]
+            if w.size and np.any(w != w[0]):
+                return False
+    return True
 
 
 def node_counts(solver):
