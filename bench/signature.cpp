@@ -136,9 +136,9 @@ std::vector<Spot> Spots() {
   locks.push_back("combo_lock_node r:0:c" + FixedMask());
   spots.push_back({"river_qsjh2h_spr2.txt", locks, 300, {}});
   spots.push_back({"turn_qsjh2h_spr2.txt", {}, 100, {{}}});
-  // Ten iterations take a few seconds and stop before strategy averaging,
-  // which the spots above cover; the cards pair the board, bring the third
-  // heart, and fall blank.
+  // Ten iterations take a few seconds; they end long before the strategy
+  // sums start, which the spots above pass. The turn cards pair the board,
+  // bring a third heart or an overcard; the rivers likewise.
   spots.push_back({"flop_qsjh2h_spr2.txt", {}, 10, {{"Kd", "2c", "5h"}, {"As", "Jd", "4h"}}});
   return spots;
 }
