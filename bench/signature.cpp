@@ -4,16 +4,17 @@
 // A change that promises to keep behaviour has far too many numbers behind
 // it to compare by eye. So this program solves a few small spots a fixed
 // number of iterations, reads back through the commands a client uses every
-// strategy row of every decision it reaches, EVs of both players at the first
-// decisions of each street, and the results, and folds the text of all those
-// replies into one 64-bit FNV-1a hash. It hashes the text as printed, not
+// strategy row of every decision it reaches, EVs of both players at the
+// first two decisions of each street, and the results, and folds the text of
+// all those replies into one 64-bit FNV-1a hash. It hashes the text as printed, not
 // numbers rounded to fewer digits: replies are what must stay byte for byte,
 // and rounding would only hide a change that happens to stay below the cut.
 //
 // That needs a solve that is exact from run to run, so everything that
 // depends on the machine or the clock is fixed: one thread (the merges of
 // parallel jobs follow their finishing order), no measurement during a run
-// (the driver measures at iterations chosen by elapsed time), the "fast"
+// (the driver measures at iterations chosen by elapsed time; measuring
+// writes nothing today, but the signature shouldn't rest on that), the "fast"
 // compression level (the automatic level follows free memory) and no
 // 512-bit loops (not every processor has them). The other settings keep
 // their defaults on purpose: a change of a default changes what users get.
@@ -129,7 +130,8 @@ std::vector<Spot> Spots() {
   std::vector<std::string> locks;
   // OOP's first decision fixed for the whole node, and a third of IP's hands
   // fixed facing a check: both kinds of lock, both players.
-  for (int action = 0; action < 3; ++action) locks.push_back("set_strategy r:0 " + std::to_string(action) + FixedRow(action));
+  for (int action = 0; action < 3; ++action)
+    locks.push_back("set_strategy r:0 " + std::to_string(action) + FixedRow(action));
   locks.push_back("lock_node r:0");
   for (int action = 0; action < 3; ++action)
     locks.push_back("set_strategy r:0:c " + std::to_string(action) + FixedRow(action + 3));
@@ -184,8 +186,7 @@ int ActionsSinceDeal(const std::string& path) {
 // players at the first two decisions of each street, where a refactor of the
 // reach walk down a line and across a deal would show. `dealt` counts the
 // deals on the way down.
-void Walk(ReplyCapture& capture, Fnv1a& hash, const Spot& spot, const Place& place, size_t dealt,
-          WalkCounts& counts) {
+void Walk(ReplyCapture& capture, Fnv1a& hash, const Spot& spot, const Place& place, size_t dealt, WalkCounts& counts) {
   if (place.kind == "OOP_DEC" || place.kind == "IP_DEC") {
     hash.Add(capture.Run("show_strategy " + place.path));
     ++counts.strategies;
@@ -229,8 +230,8 @@ int main(int argc, char** argv) {
   const auto start = std::chrono::steady_clock::now();
   for (const Spot& spot : Spots()) {
     const auto spotStart = std::chrono::steady_clock::now();
-    for (const char* setting : {"set_threads 1", "set_info_freq 1000000000", "set_accuracy 0", "set_compression fast",
-                                "enable_avx512 0"})
+    for (const char* setting :
+         {"set_threads 1", "set_info_freq 1000000000", "set_accuracy 0", "set_compression fast", "enable_avx512 0"})
       capture.Run(setting);
     capture.Run("load_script " + spotsDirectory + "/" + spot.script);
     for (const std::string& command : spot.beforeSolve) capture.Run(command);
@@ -253,7 +254,8 @@ int main(int argc, char** argv) {
                  std::chrono::duration<double>(std::chrono::steady_clock::now() - spotStart).count());
   }
   capture.Release();
-  std::fprintf(stderr, "total %.2f s\n", std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  std::fprintf(stderr, "total %.2f s\n",
+               std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   std::printf("Signature: %" PRIu64 "\n", hash.Value());
   return 0;
 }
