@@ -1,6 +1,7 @@
 #include "shell/script.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -43,6 +44,15 @@ std::string TooLongText(const char* prefix, const char* consequence) {
          "\n";
 }
 
+FileIdentity IdentityOf(const struct stat& info) { return {true, (unsigned long)info.st_dev, (unsigned long)info.st_ino}; }
+
+bool OutputGoesTo(const FileIdentity& file) {
+  struct stat info;
+  if (!file.known || fstat(STDOUT_FILENO, &info) != 0) return false;
+  const FileIdentity output = IdentityOf(info);
+  return output.device == file.device && output.inode == file.inode;
+}
+
 [[noreturn]] void StopAllScripts(const std::string& detail) {
   StopNestedScripts = true;
   ThrowCommandError(detail);
@@ -81,7 +91,7 @@ LineStatus ReadLine(std::istream& in, std::string& line, size_t maxLength) {
   }
 }
 
-void RunLines(std::istream& in, LineSource source) {
+void RunLines(std::istream& in, LineSource source, FileIdentity scriptFile) {
   const bool script = source == LineSource::Script;
   std::string line;
   for (;;) {
@@ -100,6 +110,8 @@ void RunLines(std::istream& in, LineSource source) {
       if (!SkipRestOfLine(in)) return;
       continue;
     }
+    if (script && OutputGoesTo(scriptFile))
+      throw CommandError("ERROR: load_script the script is the output file, script stopped\n");
     RunInputLine(line);
     if (script && StopNestedScripts) return;
     if (!script) SetTextColor(7);
@@ -110,7 +122,8 @@ void RunScript(const std::string& path) {
   if (Verbosity > 0) PrintReply("[load_script %s]\n", path.c_str());
   // A directory opens on Linux but yields no lines; it is no script.
   std::ifstream file;
-  if (IsExistingFile(path)) file.open(path, std::ios::binary);
+  struct stat info;
+  if (stat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode)) file.open(path, std::ios::binary);
   if (!file.is_open()) ThrowCommandError("can't open file");
   if (ScriptDepth == 0) {
     ScriptsThisRun = 0;
@@ -124,5 +137,5 @@ void RunScript(const std::string& path) {
     DepthGuard() { ++ScriptDepth; }
     ~DepthGuard() { --ScriptDepth; }
   } depthGuard;
-  RunLines(file, LineSource::Script);
+  RunLines(file, LineSource::Script, IdentityOf(info));
 }

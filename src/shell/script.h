@@ -57,5 +57,15 @@ LineStatus ReadLine(std::istream& in, std::string& line, size_t maxLength = MaxL
 // a device such as /dev/zero that never ends a line).
 enum class LineSource { StandardInput, Script };
 
-// Reads and runs lines until the input ends.
-void RunLines(std::istream& in, LineSource source);
+// The file a script is read from, as the file system names it.
+struct FileIdentity {
+  bool known = false;
+  unsigned long device = 0;
+  unsigned long inode = 0;
+};
+
+// Reads and runs lines until the input ends. A script whose own file has
+// become the standard output (stdoutredi to it, here or in a script it
+// loads) stops before its next line: it would read back every reply it
+// writes, and never end.
+void RunLines(std::istream& in, LineSource source, FileIdentity scriptFile = {});
