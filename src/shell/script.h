@@ -43,7 +43,7 @@ enum class LineStatus {
   Complete,      // ended by a line feed, which is not stored
   Unterminated,  // the input ended after the line's last character
   TooLong,       // more than maxLength bytes came before a line feed; the
-                 // rest of the line is still unread
+                 // first maxLength + 1 are read, the rest is not
   NoLine,        // the input was at its end
 };
 // Reads one line into `line` (emptied first), holding at most maxLength
