@@ -1,6 +1,7 @@
 #include "setup/ranges.h"
 
 #include <cassert>
+#include <cmath>
 #include <limits>
 
 #include "setup/board.h"
@@ -13,6 +14,13 @@ int ParsePlayer(const std::string& word) {
   if (word == "OOP" || word == "hero") return 0;
   if (word == "IP" || word == "villain") return 1;
   ThrowCommandError("incorrect player name");
+}
+
+bool RangesAreFinite() {
+  for (const std::vector<double>& range : Ranges)
+    for (double w : range)
+      if (!std::isfinite(w)) return false;
+  return true;
 }
 
 RangeSummary StoreRange(int player, const std::vector<double>& weightsByHandOrder, int lowestRank) {

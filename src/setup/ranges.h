@@ -26,6 +26,12 @@ inline constexpr double TinyWeight = 1e-05;
 // long, by ComboIndex.
 extern std::array<std::vector<double>, 2> Ranges;
 
+// True if every weight of both ranges is a finite number. set_range takes
+// whatever the number reader reads, "nan" and "inf" included; a tree built
+// from such a weight would solve to not-a-number everywhere, so the build
+// refuses it.
+bool RangesAreFinite();
+
 // What StoreRange did, for the verbose line.
 struct RangeSummary {
   double smallest;

@@ -32,6 +32,15 @@ void TerminateAfterError(bool resetColor) {
   ExitProcess(1);
 }
 
+// An unknown command word comes back in its error line; a word of
+// megabytes is cut, so that the reply stays a line a client can read.
+constexpr size_t MaxEchoedWordLength = 200;
+
+std::string EchoedWord(const std::string& word) {
+  if (word.size() <= MaxEchoedWordLength) return word;
+  return word.substr(0, MaxEchoedWordLength) + "...";
+}
+
 void ReportError(std::string text) {
   if (text.empty() || text.back() != '\n') text.push_back('\n');
   SetTextColor(4);
@@ -40,6 +49,8 @@ void ReportError(std::string text) {
 }
 
 }  // namespace
+
+void ReportInputError(const std::string& text) { ReportError(text); }
 
 void ExecuteCommand(Tokens tokens) {
   // Step 0-1: nothing to do without a token; first substitution.
@@ -76,7 +87,9 @@ void ExecuteCommand(Tokens tokens) {
   const CommandEntry* entry = FindCommand(tokens[0]);
   if (!entry) {
     SetTextColor(4);
-    PrintReply("ERROR: Command %s not recognized\n", tokens[0].c_str());
+    // Built as a string, not formatted: a NUL byte inside the word would
+    // end a %s argument and cut the line short.
+    PrintReplyText("ERROR: Command " + EchoedWord(tokens[0]) + " not recognized\n");
     TerminateAfterError(true);
     return;
   }

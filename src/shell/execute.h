@@ -6,6 +6,13 @@
 // value is itself "$name" resolves one level further, and no more.
 #pragma once
 
+#include <string>
+
 #include "shell/tokenize.h"
 
 void ExecuteCommand(Tokens tokens);
+
+// Reports an error that belongs to no command, such as an input line too
+// long to be one: the text goes into the reply as a failed command's error
+// line does, and --terminateonerror ends the process after it.
+void ReportInputError(const std::string& text);

@@ -81,14 +81,10 @@ void StartThreadTeam() {
 }
 
 void MainLoop() {
+  // Unsynchronised, std::cin keeps a buffer of its own, which the line
+  // reader takes its bytes from.
   std::ios::sync_with_stdio(false);
-  std::string line;
-  // A last line without a line end is not run: getline meets the end of
-  // the input while reading it.
-  while (std::getline(std::cin, line) && !std::cin.eof()) {
-    RunInputLine(line);
-    SetTextColor(7);
-  }
+  RunLines(std::cin, LineSource::StandardInput);
 }
 
 }  // namespace

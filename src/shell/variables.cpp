@@ -19,6 +19,11 @@ std::optional<std::string> VariableStore::Get(const std::string& key) const {
   return it->second;
 }
 
+void VariableStore::Clear() {
+  std::lock_guard<std::mutex> lock(mutex);
+  values.clear();
+}
+
 void VariableStore::ForEach(const std::function<void(const std::string&, const std::string&)>& visit) const {
   std::lock_guard<std::mutex> lock(mutex);
   for (const auto& [key, value] : values) visit(key, value);

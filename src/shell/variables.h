@@ -2,7 +2,7 @@
 //
 // A sorted map of strings with its own mutex, because the solver thread
 // writes its timing values while commands run. Every operation takes the
-// mutex for itself alone; the store is never emptied.
+// mutex for itself alone; no command empties the store.
 #pragma once
 
 #include <functional>
@@ -19,6 +19,9 @@ class VariableStore {
   // Stores the value only if the key is absent.
   void SetDefault(const std::string& key, const std::string& value);
   std::optional<std::string> Get(const std::string& key) const;
+  // Empties the store. No command does: the protocol never empties it. A
+  // harness that runs many independent sessions in one process does.
+  void Clear();
   // Calls visit for every entry in key order, holding the mutex throughout.
   void ForEach(const std::function<void(const std::string&, const std::string&)>& visit) const;
 

@@ -120,6 +120,7 @@ void MakeRiverLayouts(SolverContext& context) {
 void CheckSpotIsComplete() {
   const BoardCards& board = InputBoard;
   if (Ranges[0].size() != HandCount || Ranges[1].size() != HandCount) ThrowCommandError("ranges not set");
+  if (!RangesAreFinite()) ThrowCommandError("ranges hold a weight that is not a finite number");
   // A board whose cards repeat (left by a refused set_board) is no board.
   const int expectedCards = 3 + (board.turn ? 1 : 0) + (board.river ? 1 : 0);
   if (std::popcount(board.flop) != 3 || board.CardCount() != expectedCards) ThrowCommandError("board not set");
