@@ -139,9 +139,9 @@ void BuildTree() {
 void RebuildTree(bool withCompressionStep) {
   CheckSpotIsComplete();
   // 1. The tree keeps its own copies: set_board and set_range after this
-  // don't reach it.
-  TreeBoard = InputBoard;
-  const BoardCards board = TreeBoard;
+  // don't reach it. The board becomes the tree's only with the tree: node
+  // paths read their cards against it.
+  const BoardCards board = InputBoard;
   const std::array<std::vector<double>, 2> ranges = Ranges;
 
   // 2. Root street and effective stack.
@@ -173,6 +173,7 @@ void RebuildTree(bool withCompressionStep) {
   if (withCompressionStep && CompressionLevel != AutoCompression) CheckLevelStorable(rootStreet, CompressionLevel);
   FreeTree();
   GlobalContext = context.release();
+  TreeBoard = board;
   WriteTrieIndexes(lines);
   if (withCompressionStep) {
     try {
