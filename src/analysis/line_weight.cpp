@@ -136,6 +136,7 @@ void LineWeight(int nodeIndex, int turnCard, int riverCard, double* out) {
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   const int riverTop = FirstRiverDecision(context, line);
   std::lock_guard<std::mutex> passLock(PassMutex);
+  TakePassSettings(context);
   // A store without memory reads as the uniform strategy, so a failure
   // here still gives an answer.
   AllocateStores(context, false);
@@ -156,6 +157,7 @@ double LineWeightTotalOverDeals(int nodeIndex, const std::vector<TurnGroup>& gro
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   const int riverTop = FirstRiverDecision(context, line);
   std::lock_guard<std::mutex> passLock(PassMutex);
+  TakePassSettings(context);
   AllocateStores(context, false);
   const int threads = SolverThreadCount();
   double total = 0.0;

@@ -108,6 +108,7 @@ void FillFrame(TraversalFrame& frame, SolverContext& context, TreeNode& node, in
 // The reach walk and the query pass for one deal (tree indexes). The pass
 // mutex is held, the stores have memory and the river rows are open.
 Captured QueryPass(SolverContext& context, int player, const std::vector<int>& line, int dealTurn, int dealRiver) {
+  TakePassSettings(context);
   const BoardTree& boards = *context.boardTree;
   // Root weights as they stand; each decision multiplies its player's
   // reach by the average strategy of the action taken; the first node of

@@ -123,6 +123,7 @@ void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector
   RestoreForgottenStreet(context, node, deal);
 
   std::lock_guard<std::mutex> passLock(PassMutex);
+  TakePassSettings(context);
   // A store without memory reads as the uniform strategy, so a failure
   // here still gives an answer.
   AllocateStores(context, false);

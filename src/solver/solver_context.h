@@ -57,6 +57,10 @@ struct SolverContext {
   int64_t effectiveStack = 0;
   uint8_t storesReady = 0;
   uint8_t averageRiverNow = 1;
+  // SimdLevel and RiverStrategyOn as the running pass or query took them
+  // (TakePassSettings); the walk reads these, never the settings.
+  int32_t passSimdLevel = 8;
+  uint8_t passRiverStrategy = 1;
   void* nodeQuery = nullptr;
   // Atomic because queries read it (the isomorphism bit, for the way to
   // and from the client's suits) without the pass mutex, while the solver
