@@ -68,7 +68,7 @@ class Storm {
   Storm(uint64_t seed, const std::vector<Spot>& spots) : random_(seed), spots_(spots) {}
 
   int Run(long commands) {
-    Build(Pick(spots_.size()));
+    Build(Pick(spots_.size()), true);
     for (long i = 0; i < commands; ++i) Step();
     Send("stop");
     Send("wait_for_solver");
@@ -97,9 +97,18 @@ class Storm {
     ++sent;
   }
 
-  void Build(size_t spot) {
-    current_ = spot;
+  // A build is refused while the solver runs; most builds stop it first so
+  // that trees are made afresh often, the rest are refused or not as the
+  // solver's timing has it. Only the main thread starts the solver, so a
+  // solver idle before the lines stays idle through them.
+  void Build(size_t spot, bool stopFirst) {
+    if (stopFirst) {
+      Send("stop");
+      Send("wait_for_solver");
+    }
+    const bool idle = !SolverIsRunning();
     for (const std::string& line : spots_[spot].lines) Send(line);
+    if (idle) current_ = spot;
   }
 
   std::string Path() {
@@ -142,8 +151,7 @@ class Storm {
     } else if (kind < 66) {
       Lock();
     } else if (kind < 69) {
-      // Rebuilding refuses nothing while the solver runs: a build waits.
-      Build(Pick(spots_.size()));
+      Build(Pick(spots_.size()), Chance(0.7));
     } else if (kind < 70) {
       Send("free_tree");
     } else {
