@@ -135,6 +135,7 @@ void LineWeight(int nodeIndex, int turnCard, int riverCard, double* out) {
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   const int riverTop = FirstRiverDecision(context, line);
   std::lock_guard<std::mutex> passLock(PassMutex);
+  TakePassSettings(context);
   const int turn = FindDeal(context, turnCard, riverCard).turn;
   OpenTurnRows(context, riverTop, turn);
   ComputeLineWeight(context, line, turnCard, riverCard, out);
@@ -152,6 +153,7 @@ double LineWeightTotalOverDeals(int nodeIndex, const std::vector<TurnGroup>& gro
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   const int riverTop = FirstRiverDecision(context, line);
   std::lock_guard<std::mutex> passLock(PassMutex);
+  TakePassSettings(context);
   const int threads = SolverThreadCount();
   double total = 0.0;
   std::vector<double> slots;

@@ -106,8 +106,10 @@ void FillFrame(TraversalFrame& frame, SolverContext& context, TreeNode& node, in
 }
 
 // The reach walk and the query pass for one deal (tree indexes). The pass
-// mutex is held, the stores have memory and the river rows are open.
+// mutex is held and the river rows are open; a store without memory reads as
+// the uniform strategy.
 Captured QueryPass(SolverContext& context, int player, const std::vector<int>& line, int dealTurn, int dealRiver) {
+  TakePassSettings(context);
   const BoardTree& boards = *context.boardTree;
   // Root weights as they stand; each decision multiplies its player's
   // reach by the average strategy of the action taken; the first node of

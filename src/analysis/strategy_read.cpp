@@ -122,6 +122,7 @@ void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector
   RestoreForgottenStreet(context, node, deal);
 
   std::lock_guard<std::mutex> passLock(PassMutex);
+  TakePassSettings(context);
   const int32_t hands = int32_t(ListSize(context, deal));
   std::vector<FloatVec> read(static_cast<size_t>(actions));
   {

@@ -8,18 +8,18 @@
 #include "solver/solver_context.h"
 #include "solver/solver_control.h"
 
-std::array<double, 3> PotValues = {0.0, 0.0, 100.0};
+std::array<RelaxedSetting<double>, 3> PotValues = {0.0, 0.0, 100.0};
 double AccuracyValue = 0.0;
 bool AccuracyIsFraction = false;
-double SolverAccuracy = 0.0;
+RelaxedSetting<double> SolverAccuracy = 0.0;
 std::array<double, 3> RecalcAccuracy = {0.0, 0.0, 0.0};
-int ThreadCount = 0;
-int MeasurementPeriod = 25;
-int SimdLevel = 8;
-double PrecisionExponent = 0.0;
-bool AdaptivePrecision = true;
-bool RiverStrategyOn = true;
-bool Avx512Allowed = false;
+RelaxedSetting<int> ThreadCount = 0;
+RelaxedSetting<int> MeasurementPeriod = 25;
+RelaxedSetting<int> SimdLevel = 8;
+RelaxedSetting<double> PrecisionExponent = 0.0;
+RelaxedSetting<bool> AdaptivePrecision = true;
+RelaxedSetting<bool> RiverStrategyOn = true;
+RelaxedSetting<bool> Avx512Allowed = false;
 int SchedulerNumber = 1;
 double RakeFraction = 0.0;
 double RakeCap = 0.0;
@@ -38,12 +38,16 @@ int MaxSolverThreads() {
 }
 
 int SolverThreadCount() {
-  const int wanted = ThreadCount >= 1 ? ThreadCount : DefaultThreadCount();
+  const int count = ThreadCount;
+  const int wanted = count >= 1 ? count : DefaultThreadCount();
   return std::clamp(wanted, 1, MaxSolverThreads());
 }
 
 void SetPot(double first, double second, double total) {
-  PotValues = {first, second, total};
+  // One at a time: the solver reads only the total, never the three as one.
+  PotValues[0] = first;
+  PotValues[1] = second;
+  PotValues[2] = total;
   SetAccuracy(AccuracyValue, AccuracyIsFraction);
 }
 

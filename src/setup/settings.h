@@ -2,21 +2,25 @@
 // reporting period, number formats and instruction-set switches.
 //
 // Each field's valid range stands beside it; the setting command checks it
-// once, and no reader checks it again. The settings are plain words written
-// by the main thread and read by the solver thread without a lock, on
-// purpose: each is one word or byte, the solver takes no copy, and a change
-// during a run is simply seen at the solver's next read. They survive
-// free_tree, build_tree and load_tree.
+// once, and no reader checks it again. The settings the solver reads are
+// RelaxedSettings, written by the main thread and read by the solver thread
+// without a lock, on purpose: each stands alone, and a change during a run
+// is simply seen at the solver's next read. A pass reads SimdLevel and
+// RiverStrategyOn once, at its start (TakePassSettings), since a walk must
+// not change form half-way. The rest, which only the main thread touches,
+// stay plain. They survive free_tree, build_tree and load_tree.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <optional>
 
+#include "setup/relaxed_setting.h"
+
 // The three pot numbers of set_pot (any integers, stored as doubles). Only
 // the third, TotalPot, means anything to the solver and the replies; the
 // first two travel into the tree file.
-extern std::array<double, 3> PotValues;
+extern std::array<RelaxedSetting<double>, 3> PotValues;
 inline double TotalPot() { return PotValues[2]; }
 
 // Target accuracy as the client gave it (at least 0), and whether it is a
@@ -25,7 +29,7 @@ extern double AccuracyValue;
 extern bool AccuracyIsFraction;
 // The target in chips that the solver loop stops at; follows the pot when
 // the client gave a fraction.
-extern double SolverAccuracy;
+extern RelaxedSetting<double> SolverAccuracy;
 
 // Target of the re-calculation of each street (flop, turn, river) in chips,
 // fixed at the pot of the moment set_recalc_accuracy ran. Any values.
@@ -34,24 +38,24 @@ extern std::array<double, 3> RecalcAccuracy;
 // Solver threads; 0, the start value, stands for all hardware threads, so
 // that no code built for AVX runs in a static initialiser before main has
 // checked the processor. Readers take SolverThreadCount().
-extern int ThreadCount;
+extern RelaxedSetting<int> ThreadCount;
 // Iterations between two measurements of the solver; at least 1.
-extern int MeasurementPeriod;
+extern RelaxedSetting<int> MeasurementPeriod;
 
 inline constexpr int MinSimdLevel = 1;
 inline constexpr int MaxSimdLevel = 8;
 // Lane forms of the terminal kernels; 1 is the plain path.
-extern int SimdLevel;
+extern RelaxedSetting<int> SimdLevel;
 
 inline constexpr double MinPrecisionExponent = -2.0;
 inline constexpr double MaxPrecisionExponent = 2.0;
-extern double PrecisionExponent;
+extern RelaxedSetting<double> PrecisionExponent;
 
-extern bool AdaptivePrecision;
-extern bool RiverStrategyOn;
+extern RelaxedSetting<bool> AdaptivePrecision;
+extern RelaxedSetting<bool> RiverStrategyOn;
 // Lets the 512-bit forms of a few loops run; never compared with the
 // processor here, so readers guard with CpuHasAvx512().
-extern bool Avx512Allowed;
+extern RelaxedSetting<bool> Avx512Allowed;
 
 // 0 to 2. Accepted and kept; nothing consults it.
 inline constexpr int MaxSchedulerNumber = 2;

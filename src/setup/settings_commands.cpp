@@ -12,7 +12,7 @@ namespace {
 
 void ReportAccuracy() {
   if (Verbosity > 0)
-    PrintReply("[accuracy %.6g (%.6g fraction)]\n", SolverAccuracy, AccuracyFraction());
+    PrintReply("[accuracy %.6g (%.6g fraction)]\n", double(SolverAccuracy), AccuracyFraction());
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 
 std::mutex OutputMutex;
 bool ShowHashLines = false;
-bool UiNotifications = false;
+RelaxedSetting<bool> UiNotifications = false;
 std::vector<std::string> TreeInfoLines;
 
 namespace {

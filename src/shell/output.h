@@ -12,14 +12,16 @@
 #include <string_view>
 #include <vector>
 
+#include "setup/relaxed_setting.h"
 #include "shell/tokenize.h"
 
 extern std::mutex OutputMutex;
 
 // Lets reply text that begins with "#" through until the next flush.
 extern bool ShowHashLines;
-// "#" progress lines of the solver and of long passes.
-extern bool UiNotifications;
+// "#" progress lines of the solver and of long passes; the solver thread
+// reads it while the main thread may set it.
+extern RelaxedSetting<bool> UiNotifications;
 // Free text of the client that travels with a tree.
 extern std::vector<std::string> TreeInfoLines;
 

@@ -9,7 +9,6 @@
 #include <cmath>
 
 #include "eval/rule_settings.h"
-#include "setup/settings.h"
 #include "solver/jobs.h"
 #include "solver/node_query.h"
 #include "solver/traversal.h"
@@ -106,7 +105,7 @@ void RiverChanceInline(TraversalFrame& f) {
 
   // Compressed river rows are unpacked for this turn while its rivers run.
   const bool update = context.mode == UpdateMode;
-  const bool sumsTouched = context.averaging != 0 && RiverStrategyOn && (context.averageRiverNow || !update);
+  const bool sumsTouched = context.averaging != 0 && context.passRiverStrategy && (context.averageRiverNow || !update);
   ForRiverStores(context, *f.node, [&](StrategyStore& store, bool sums) {
     if (!sums || sumsTouched) store.OpenGroup(nullptr, f.turn, store.EntryCount(f.turn));
   });

@@ -5,7 +5,6 @@
 // live masks, so a tie group is skipped only when dead for all lanes.
 #include <cstring>
 
-#include "setup/settings.h"
 #include "solver/kernels/fold_kernel.h"
 #include "solver/kernels/lane_groups.h"
 #include "solver/kernels/showdown_kernel.h"
@@ -53,7 +52,7 @@ void Folds(float* const* outs, const float* const* reaches, const BoardNode& riv
 // chooses.
 template <class NextWidth, class Kernel>
 void RunGroups(RiverBatch& batch, const std::vector<int32_t>& order, int32_t hands, NextWidth next, Kernel kernel) {
-  const int simdLevel = SimdLevel;
+  const int simdLevel = batch.simdLevel;
   size_t at = 0;
   while (at < order.size()) {
     const int width = next(int(order.size() - at), simdLevel);

@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "setup/cards.h"
-#include "setup/settings.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
 #include "tree/showdown_tables.h"
@@ -92,13 +91,14 @@ void PrepareRiverBatch(RiverBatch& batch, const TraversalFrame& frame, bool with
   batch.masks.clear();
   batch.currentRoot = 0;
   batch.cursor = 0;
+  batch.simdLevel = frame.context->passSimdLevel;
   if (withMask) MakeLiveMask(batch.activeMask, *ListNode(*frame.context, frame.turn, frame.river), frame.reachA.data);
 }
 
 void RiverEntry(TraversalFrame& f) {
   RiverBatch& batch = riverBatch;
   PrepareRiverBatch(batch, f, true);
-  if (f.context->mode == UpdateMode && SimdLevel > 1) {
+  if (f.context->mode == UpdateMode && f.context->passSimdLevel > 1) {
     CollectNode(f, true);
     EvaluateBatch(*ListNode(*f.context, f.turn, f.river));
     ConsumeNode(f);

@@ -57,6 +57,8 @@ struct RiverBatch {
   std::vector<LiveMask> masks;  // one per root of a card-outer pass, else empty
   int32_t currentRoot = 0;
   int32_t cursor = 0;
+  // Widest kernel group: the pass's SimdLevel, taken by PrepareRiverBatch.
+  int32_t simdLevel = 8;
   // Set while a plain river walk runs below the root that activeMask was
   // made from; kernels outside such a walk get no mask.
   bool maskInForce = false;

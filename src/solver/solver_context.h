@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -56,8 +57,15 @@ struct SolverContext {
   int64_t effectiveStack = 0;
   uint8_t storesReady = 0;
   uint8_t averageRiverNow = 1;
+  // SimdLevel and RiverStrategyOn as the running pass or query took them
+  // (TakePassSettings); the walk reads these, never the settings.
+  int32_t passSimdLevel = 8;
+  uint8_t passRiverStrategy = 1;
   void* nodeQuery = nullptr;
-  uint32_t flags = NewTreeFlag;
+  // Atomic because queries read it (the isomorphism bit, for the way to
+  // and from the client's suits) without the pass mutex, while the solver
+  // thread clears NEW_TREE after every iteration.
+  std::atomic<uint32_t> flags{NewTreeFlag};
   int32_t iteration = 0;
   int32_t forgottenStreet = -1;
   int32_t resultsIteration = -1;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "setup/settings.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
 
@@ -51,7 +50,7 @@ double StrategySumWeight(const SolverContext& context) {
 
 bool StrategySumsDue(const SolverContext& context, int street) {
   if (!(float(StrategySumWeight(context)) > 0.0f)) return false;
-  return street < 3 || (RiverStrategyOn && context.averageRiverNow);
+  return street < 3 || (context.passRiverStrategy && context.averageRiverNow);
 }
 
 bool AverageRiverFor(const SolverContext& context) {
@@ -69,7 +68,7 @@ void CurrentStrategy(TreeNode& node, int turn, int river, int hands, const float
 bool AverageIsCurrent(const SolverContext& context, const TreeNode& node) {
   if (context.averaging == 0 || !node.store1) return true;
   if (context.averaging == 1 && context.iteration < FirstAveragedIteration) return true;
-  return node.street == 3 && !RiverStrategyOn;
+  return node.street == 3 && !context.passRiverStrategy;
 }
 
 void AverageStrategy(const SolverContext& context, TreeNode& node, int turn, int river, int hands, FloatVec* out) {

@@ -100,8 +100,14 @@ void TraverseSteps(TraversalFrame& f) {
   }
 }
 
+void TakePassSettings(SolverContext& context) {
+  context.passSimdLevel = SimdLevel;
+  context.passRiverStrategy = RiverStrategyOn ? 1 : 0;
+}
+
 PassValues RunPass(SolverContext& context, int player, int mode) {
   std::lock_guard<std::mutex> passLock(PassMutex);
+  TakePassSettings(context);
   context.mode = mode;
   context.traverser = player;
   context.nodeQuery = nullptr;
@@ -124,7 +130,7 @@ PassValues RunPass(SolverContext& context, int player, int mode) {
   // writes in whatever phase it runs; the descend of an update pass above
   // SIMD level 1 is therefore walked too, which gives such a tree a second
   // update per pass. At level 1 that walk would write nothing.
-  const bool descend = context.rootStreet != 3 || (mode == UpdateMode && SimdLevel > 1);
+  const bool descend = context.rootStreet != 3 || (mode == UpdateMode && context.passSimdLevel > 1);
   TraversalFrame ascend;
   RunThreePhases(context, descend, rootFrame, ascend);
 

@@ -35,6 +35,12 @@ struct IterationValues {
   double oop = 0.0;
 };
 
+// Copies SimdLevel and RiverStrategyOn into the context for the walk that
+// follows; the pass mutex is held. A pass, or a query, takes them once at
+// its start: the descend and the ascend of one pass must walk the river in
+// the same form, and a river sum must not be kept in one half of a pass
+// and dropped in the other, whenever the client changes a setting.
+void TakePassSettings(SolverContext& context);
 // One pass: descend (queue the jobs of the first deal), jobs (in parallel),
 // ascend (sum their results up to the root).
 PassValues RunPass(SolverContext& context, int player, int mode);

@@ -18,7 +18,7 @@ RiverShiftSumStore::RiverShiftSumStore(const RiverLayout* layout)
     : RiverStore(layout),
       groupBuffers(size_t(layout->groupCount), nullptr),
       rowShift(size_t(layout->entryCount) * size_t(layout->actions), 0),
-      touched(size_t(layout->groupCount), 0) {}
+      touched(size_t(layout->groupCount)) {}
 
 RiverShiftSumStore::~RiverShiftSumStore() { Release(); }
 
@@ -29,7 +29,7 @@ void RiverShiftSumStore::Release() {
 }
 
 bool RiverShiftSumStore::Allocate() {
-  std::fill(touched.begin(), touched.end(), uint8_t(0));
+  touched.Reset();
   std::fill(rowShift.begin(), rowShift.end(), uint8_t(0));
   if (block) return true;
   size_t total = 0;
@@ -45,9 +45,10 @@ bool RiverShiftSumStore::Allocate() {
 }
 
 void RiverShiftSumStore::TouchGroup(int group) {
-  if (!block || touched[size_t(group)]) return;
-  std::memset(groupBuffers[size_t(group)], 0, GroupBytes(layout->groupSpans[size_t(group)]));
-  touched[size_t(group)] = 1;
+  if (!block) return;
+  touched.Touch(size_t(group), [&] {
+    std::memset(groupBuffers[size_t(group)], 0, GroupBytes(layout->groupSpans[size_t(group)]));
+  });
 }
 
 uint16_t* RiverShiftSumStore::Row(int group, int32_t entry, int action) const {

@@ -29,6 +29,7 @@ class RiverShiftSumStore : public RiverStore {
   void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
                      const TieGroups* tieGroups, double weight) override {}
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;
+  // As RiverRowStore's: any number of threads may call it at once.
   void TouchGroup(int group);
 
   uint32_t limit = 65535;
@@ -36,7 +37,7 @@ class RiverShiftSumStore : public RiverStore {
   std::vector<uint16_t*> groupBuffers;
   std::vector<uint8_t> rowShift;  // at entry * actions + action
   float weightScale = 16.0f;
-  std::vector<uint8_t> touched;  // per group, a byte for the reason given in river_store.h
+  GroupTouch touched;
 
  private:
   uint16_t* Row(int group, int32_t entry, int action) const;

@@ -26,7 +26,7 @@ RiverRowStore::RiverRowStore(const RiverLayout* layout) : RiverStore(layout), to
 RiverRowStore::~RiverRowStore() { Release(); }
 
 bool RiverRowStore::Allocate() {
-  std::fill(touched.begin(), touched.end(), uint8_t(0));
+  touched.Reset();
   if (buffer) return true;
   size_t bytes = size_t(layout->paddedElements) * size_t(ElementBytes());
   buffer = scalable_aligned_malloc(bytes > 0 ? bytes : 1, 128);
@@ -39,10 +39,11 @@ void RiverRowStore::Release() {
 }
 
 void RiverRowStore::TouchGroup(int group) {
-  if (!buffer || touched[size_t(group)]) return;
-  const RiverLayout::Span& span = layout->groupSpans[size_t(group)];
-  // The span starts where the group's first entry does.
-  std::memset(static_cast<uint8_t*>(buffer) + size_t(span.offset) * size_t(ElementBytes()), 0,
-              size_t(span.elements) * size_t(ElementBytes()));
-  touched[size_t(group)] = 1;
+  if (!buffer) return;
+  touched.Touch(size_t(group), [&] {
+    const RiverLayout::Span& span = layout->groupSpans[size_t(group)];
+    // The span starts where the group's first entry does.
+    std::memset(static_cast<uint8_t*>(buffer) + size_t(span.offset) * size_t(ElementBytes()), 0,
+                size_t(span.elements) * size_t(ElementBytes()));
+  });
 }

@@ -6,14 +6,13 @@
 // rows lie. Each entry has its own LockRecord.
 //
 // RiverRowStore keeps all rows in one buffer, 128-byte aligned, taken at
-// Allocate but cleared group by group on first touch: a dealt turn the
-// solver never reaches costs no page faults. `touched` is one byte per
-// group rather than one bit: the solver's threads work on different turns
-// at once, and flags packed into one word would lose each other's writes.
+// Allocate but cleared group by group on first touch (GroupTouch says why
+// the first touch is an atomic claim).
 #pragma once
 
 #include <vector>
 
+#include "storage/group_touch.h"
 #include "storage/strategy_store.h"
 
 class RiverStore : public StrategyStore {
@@ -51,12 +50,13 @@ class RiverRowStore : public RiverStore {
   bool Allocate() override;
   void Release() override;
   // Clears the group's span on its first use after Allocate. Every
-  // operation that reads or writes rows of the group starts with it.
+  // operation that reads or writes rows of the group starts with it; any
+  // number of threads may call it at once.
   void TouchGroup(int group);
   virtual int32_t ElementBytes() const = 0;
 
   void* buffer = nullptr;
-  std::vector<uint8_t> touched;  // per group
+  GroupTouch touched;
 
  protected:
   template <class T>

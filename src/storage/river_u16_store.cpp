@@ -147,7 +147,7 @@ void RiverU16Store::Rescale(int group, int sub, float factor) {
 }
 
 uint16_t RiverU16Store::MaxElement(int group, int sub) const {
-  if (!buffer || !touched[size_t(group)]) return 0;
+  if (!buffer || !touched.IsTouched(size_t(group))) return 0;
   const int32_t entry = layout->EntryIndex(group, sub);
   const int32_t hands = HandCount(group, sub);
   uint16_t m = 0;

@@ -70,8 +70,8 @@ class DriverRunTest : public SolverFixture {
   }
 
   ScopedValue<bool> suppressOk_{SuppressOk, true};
-  ScopedValue<int> period_{MeasurementPeriod, 1000000};
-  ScopedValue<double> accuracy_{SolverAccuracy, -1.0};
+  ScopedValue<RelaxedSetting<int>> period_{MeasurementPeriod, 1000000};
+  ScopedValue<RelaxedSetting<double>> accuracy_{SolverAccuracy, -1.0};
   ScopedValue<bool> compact_{CompactMessages, false};
   ScopedValue<int> verbosity_{Verbosity, 0};
 };

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "storage/river_float_store.h"
 #include "storage/river_shift_sum_store.h"
 #include "storage/river_sum_store.h"
@@ -136,6 +139,43 @@ TEST(RiverFloatStore, RowsOfOddEntriesAndUntouchedGroups) {
   }
   store.GetStrategy(out, 1, 0, fallback);
   EXPECT_EQ(ToVector(out[1]), std::vector<float>(9, 0.1f));
+}
+
+// The rivers of one turn are one group but separate jobs on separate
+// threads. Whichever thread comes first clears the group; no thread's rows
+// may be cleared after it wrote them. Each round starts all threads at
+// once on a freshly allocated store, and each writes the rows of its own
+// rivers with its own number and reads them back at the end, when every
+// thread is done.
+TEST(RiverFloatStore, FirstTouchFromManyThreadsKeepsEveryRow) {
+  constexpr int Threads = 4, Rivers = 48, Hands = 1081, Rounds = 60;
+  RiverLayout layout = MakeRiverLayout(2, {std::vector<int32_t>(Rivers, Hands)});
+  RiverFloatStore store(&layout);
+  for (int round = 0; round < Rounds; ++round) {
+    ASSERT_TRUE(store.Allocate());
+    std::atomic<int> waiting{Threads};
+    int wrong = 0;
+    std::vector<std::thread> team;
+    for (int t = 0; t < Threads; ++t)
+      team.emplace_back([&, t] {
+        // Rivers t, t + Threads, ...: every thread has rows at both ends of
+        // the group, where another thread's clear starts and ends.
+        const std::vector<float> row(Hands, float(t + 1));
+        waiting.fetch_sub(1);
+        while (waiting.load() > 0) std::this_thread::yield();
+        for (int r = t; r < Rivers; r += Threads) store.SetRow(0, r, 0, row.data());
+      });
+    for (std::thread& thread : team) thread.join();
+    FloatVec out[2];
+    const float fallback[] = {0.5f, 0.5f};
+    for (int r = 0; r < Rivers; ++r) {
+      // Action 1 was never written: a row kept gives probability 1 to
+      // action 0, a row wiped gives the fallback.
+      store.GetStrategy(out, 0, r, fallback);
+      if (ToVector(out[0]) != std::vector<float>(Hands, 1.0f)) ++wrong;
+    }
+    ASSERT_EQ(wrong, 0) << "round " << round;
+  }
 }
 
 }  // namespace

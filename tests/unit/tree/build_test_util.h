@@ -81,7 +81,7 @@ class BuildFixture : public ::testing::Test {
  private:
   std::array<std::vector<double>, 2> savedRanges_;
   BoardCards savedInput_, savedTree_;
-  std::array<double, 3> savedPot_;
+  std::array<RelaxedSetting<double>, 3> savedPot_{0.0, 0.0, 0.0};
   int savedLevel_ = -1, savedActual_ = 0;
   bool savedIsoFlop_ = true, savedIsoTurn_ = false;
 };

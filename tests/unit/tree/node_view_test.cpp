@@ -48,7 +48,7 @@ class Inspect : public PathFixture {
   static std::string Show(void (*handler)(const Tokens&), const std::string& path) {
     return RunHandler(handler, Tokens{handler == CmdShowNode ? "show_node" : "show_children", path});
   }
-  ScopedValue<std::array<double, 3>> pot_{PotValues, {0, 0, 100}};
+  ScopedValue<std::array<RelaxedSetting<double>, 3>> pot_{PotValues, {0.0, 0.0, 100.0}};
 };
 
 TEST_F(Inspect, TreeFlagsShowOnTheRoot) {
