@@ -172,6 +172,16 @@ bool AllocateNodeStores(TreeNode& node) {
   return true;
 }
 
+namespace {
+
+void ReleaseNodeStores(TreeNode& node) {
+  node.store0->Release();
+  if (node.store1) node.store1->Release();
+  node.storesAllocated = 0;
+}
+
+}  // namespace
+
 bool AllocateStores(SolverContext& context) {
   if (context.storesReady) return true;
   std::vector<TreeNode*> taken;
@@ -181,13 +191,9 @@ bool AllocateStores(SolverContext& context) {
       taken.push_back(&node);
       continue;
     }
-    node.store0->Release();
-    if (node.store1) node.store1->Release();
-    for (TreeNode* done : taken) {
-      done->store0->Release();
-      if (done->store1) done->store1->Release();
-      done->storesAllocated = 0;
-    }
+    // The first store may have its memory while the second could not.
+    ReleaseNodeStores(node);
+    for (TreeNode* done : taken) ReleaseNodeStores(*done);
     return false;
   }
   context.storesReady = 1;
