@@ -17,7 +17,7 @@
 #include "solver/kernels/showdown_kernel.h"
 #include "setup/cpu_info.h"
 #include "setup/settings.h"
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 #include "solver/vector_ops.h"
 #include "storage/kernels/u16_regret_matching.h"
 

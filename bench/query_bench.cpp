@@ -6,7 +6,7 @@
 
 #include "bench_spots.h"
 #include "setup/settings.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "solver/solver_driver.h"
 #include "solver/traversal.h"

@@ -19,7 +19,7 @@
 #include "shell/execute.h"
 #include "shell/output.h"
 #include "shell/tokenize.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "storage/store_setup.h"
 #include "tree/tree_build.h"

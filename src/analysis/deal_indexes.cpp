@@ -2,7 +2,7 @@
 
 #include <bit>
 
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "tree/isomorphism.h"
 
 DealIndexes FindDeal(const SolverContext& context, int turnCard, int riverCard) {

@@ -17,7 +17,7 @@
 #include "setup/settings.h"
 #include "shell/command_error.h"
 #include "shell/output.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "tree/board_tree_build.h"
 #include "tree/node_path.h"

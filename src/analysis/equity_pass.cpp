@@ -9,7 +9,7 @@
 #include "eval/rule_settings.h"
 #include "setup/cards.h"
 #include "solver/kernels/showdown_kernel.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "tree/board_tree.h"
 #include "tree/isomorphism.h"
 

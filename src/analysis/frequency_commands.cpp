@@ -8,7 +8,7 @@
 #include "setup/board.h"
 #include "shell/command_error.h"
 #include "shell/output.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "tree/node_path.h"
 #include "tree/schematic_tree.h"

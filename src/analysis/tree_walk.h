@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 
 // Node indexes from the root down to the target.
 inline std::vector<int> LineFromRoot(const SolverContext& context, int nodeIndex) {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <thread>
 
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 
 std::array<RelaxedSetting<double>, 3> PotValues = {0.0, 0.0, 100.0};

@@ -12,7 +12,7 @@
 #include "shell/command_error.h"
 #include "solver/solver_locks.h"
 #include "solver/river_batch.h"
-#include "solver/thread_scratch.h"
+#include "storage/thread_scratch.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"

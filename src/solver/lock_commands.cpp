@@ -10,7 +10,7 @@
 #include "shell/output.h"
 #include "shell/parse.h"
 #include "solver/node_locks.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_driver.h"
 #include "solver/solver_control.h"
 #include "solver/traversal.h"

@@ -6,7 +6,7 @@
 #include "analysis/deal_indexes.h"
 #include "analysis/tree_walk.h"
 #include "setup/cards.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "tree/board_tree.h"
 #include "tree/isomorphism.h"

@@ -12,7 +12,7 @@
 
 #include <cstdint>
 
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 
 struct SolverContext;
 struct TraversalFrame;

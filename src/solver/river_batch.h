@@ -23,7 +23,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 
 struct BoardNode;
 struct TreeNode;

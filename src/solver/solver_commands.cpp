@@ -9,7 +9,7 @@
 #include "shell/parse.h"
 #include "shell/shell_state.h"
 #include "shell/variables.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "solver/solver_driver.h"
 

@@ -16,7 +16,7 @@
 #include "shell/output.h"
 #include "shell/shell_state.h"
 #include "shell/variables.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "solver/traversal.h"
 

@@ -12,8 +12,8 @@
 
 #include <vector>
 
-#include "solver/float_vec.h"
-#include "solver/solver_context.h"
+#include "storage/float_vec.h"
+#include "tree/solver_context.h"
 
 // The fallback row of an action count, for an update pass or for reading.
 // Made at every node visit, so it lives on the stack up to 16 actions.

@@ -8,7 +8,7 @@
 #include "solver/node_query.h"
 #include "solver/river_batch.h"
 #include "solver/strategy_rules.h"
-#include "solver/thread_scratch.h"
+#include "storage/thread_scratch.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
 #include "storage/strategy_store.h"

@@ -12,9 +12,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 #include "solver/jobs.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/traversal.h"
 
 struct TraversalFrame {

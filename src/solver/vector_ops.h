@@ -11,7 +11,7 @@
 #include <cstring>
 
 #include "setup/avx512_forms.h"
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 #include "solver/multiply_add_avx512.h"
 #include "storage/kernels/lanes.h"
 #include "tree/board_tree.h"

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 
 // Sizes every out row to `hands` and fills row a with defaultRow[a] (zeros
 // for a null defaultRow).

@@ -11,7 +11,7 @@
 #include "shell/output.h"
 #include "shell/parse.h"
 #include "shell/shell_state.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_driver.h"
 #include "solver/solver_control.h"
 #include "storage/flop_store.h"

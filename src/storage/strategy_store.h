@@ -13,7 +13,7 @@
 #include <memory>
 #include <vector>
 
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 
 class MemoryArena;
 

@@ -6,7 +6,7 @@
 #include "shell/command_error.h"
 #include "shell/output.h"
 #include "shell/shell_state.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "storage/physical_memory.h"
 #include "storage/store_setup.h"

@@ -10,7 +10,7 @@
 
 #include <vector>
 
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "tree/flatten.h"
 
 // Fills context.nodes, maxPayoff, maxChildren and meanChildren.

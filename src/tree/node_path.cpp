@@ -10,7 +10,7 @@
 #include "setup/cards.h"
 #include "shell/command_error.h"
 #include "shell/parse.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 
 namespace {

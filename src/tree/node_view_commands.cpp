@@ -16,7 +16,7 @@
 #include "shell/command_error.h"
 #include "shell/output.h"
 #include "shell/parse.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "tree/isomorphism.h"
 #include "tree/node_path.h"

@@ -13,7 +13,7 @@
 #include <mutex>
 #include <vector>
 
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 #include "storage/strategy_store.h"
 
 inline constexpr int32_t DecisionNode = 0;

@@ -15,7 +15,7 @@
 
 #include "setup/cpu_info.h"
 #include "setup/settings.h"
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 #include "solver/vector_ops.h"
 
 namespace {

@@ -15,7 +15,7 @@
 
 #include "eval/evaluate_cards.h"
 #include "setup/cards.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 
 class ReferenceRiverGame {
  public:

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 
 // A FloatVec holding the given numbers.
 inline FloatVec MakeRow(const std::vector<float>& values) {

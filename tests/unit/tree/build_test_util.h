@@ -16,7 +16,7 @@
 #include "setup/ranges.h"
 #include "setup/settings.h"
 #include "shell/shell_state.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "tree/isomorphism.h"
 #include "tree/schematic_tree.h"

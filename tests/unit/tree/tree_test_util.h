@@ -42,7 +42,7 @@ inline std::string TrieText(const SchematicNode& node, int depth = 0) {
 
 #include "setup/board.h"
 #include "setup/cards.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "tree/flatten.h"
 #include "tree/node_list.h"

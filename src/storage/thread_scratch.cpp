@@ -1,4 +1,4 @@
-#include "solver/thread_scratch.h"
+#include "storage/thread_scratch.h"
 
 #include <tbb/scalable_allocator.h>
 
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "shell/command_error.h"
-#include "solver/solver_context.h"
+#include "tree/solver_context.h"
 #include "solver/solver_locks.h"
 
 std::mutex ScratchRegistryMutex;

@@ -1,4 +1,4 @@
-#include "solver/float_vec.h"
+#include "storage/float_vec.h"
 
 #include <tbb/scalable_allocator.h>
 
@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "shell/command_error.h"
-#include "solver/thread_scratch.h"
+#include "storage/thread_scratch.h"
 
 FloatVec& FloatVec::operator=(FloatVec&& other) noexcept {
   if (this != &other) {
