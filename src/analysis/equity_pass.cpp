@@ -5,13 +5,14 @@
 #include <limits>
 #include <vector>
 
-#include "analysis/deal_indexes.h"
-#include "eval/rule_settings.h"
+#include "tree/deal_indexes.h"
+#include "eval/runout_counts.h"
 #include "setup/cards.h"
+#include "setup/compatible_weight.h"
 #include "solver/kernels/showdown_kernel.h"
 #include "tree/solver_context.h"
 #include "tree/board_tree.h"
-#include "tree/isomorphism.h"
+#include "tree/client_combos.h"
 
 namespace {
 
@@ -66,7 +67,7 @@ void DealSum(const BoardNode* children, size_t childCount, int32_t hands, const 
 class EquitySum {
  public:
   explicit EquitySum(int32_t rootHands)
-      : turnFactor_(1.0f / float(45 - 4 * lowCard)), riverFactor_(1.0f / float(44 - 4 * lowCard)) {
+      : turnFactor_(1.0f / float(TurnCardCount())), riverFactor_(1.0f / float(RiverCardCount())) {
     // A child list is never longer than its parent's.
     for (LevelScratch* level : {&turnLevel_, &riverLevel_}) {
       level->in.resize(size_t(rootHands));
@@ -104,32 +105,20 @@ void EquityPass(const SolverContext& tree, int player, int turnCard, int riverCa
     return;
   }
 
-  // Step 1: the ranges in the tree's suits.
-  std::vector<double> own(ownRange, ownRange + HandCount);
-  std::vector<double> opp(oppRange, oppRange + HandCount);
-  const bool isomorphism = (tree.flags & IsomorphismOnFlag) != 0;
-  if (isomorphism) {
-    PermuteRange(tree.clientFlop, deal.turnMask, deal.riverMask, own.data(), ownRange);
-    PermuteRange(tree.clientFlop, deal.turnMask, deal.riverMask, opp.data(), oppRange);
-  }
-
-  // Step 2: both ranges as floats on the list in force. A weight that is
-  // not a number (a hand no strategy row covers) plays no part.
+  // Both ranges as floats on the list in force, in the tree's suits. A
+  // weight that is not a number (a hand no strategy row covers) plays no
+  // part.
   const BoardNode* list = DealListNode(tree, deal);
   const std::vector<uint16_t>& handCards = list ? list->handCards : boards.handCards;
   const int32_t hands = int32_t(handCards.size());
-  const size_t count = static_cast<size_t>(hands);
-  std::vector<int> combos(count);
-  std::vector<float> ownWeights(count), oppWeights(count), sum(count);
-  for (int32_t i = 0; i < hands; ++i) {
-    const int combo = ComboIndexOf(handCards[size_t(i)] >> 8, handCards[size_t(i)] & 0xFF);
-    combos[size_t(i)] = combo;
-    const double o = own[size_t(combo)], b = opp[size_t(combo)];
-    ownWeights[size_t(i)] = std::isnan(o) ? 0.0f : float(o);
-    oppWeights[size_t(i)] = std::isnan(b) ? 0.0f : float(b);
-  }
+  std::vector<float> ownWeights = ListRowFromClient(tree, deal, ownRange);
+  std::vector<float> oppWeights = ListRowFromClient(tree, deal, oppRange);
+  for (std::vector<float>* weights : {&ownWeights, &oppWeights})
+    for (float& w : *weights)
+      if (std::isnan(w)) w = 0.0f;
+  std::vector<float> sum(static_cast<size_t>(hands));
 
-  // Step 3: the recursive sum from the board in force.
+  // The recursive sum from the board in force.
   EquitySum equitySum(hands);
   if (deal.river >= 0)
     equitySum.River(*list, oppWeights.data(), sum.data());
@@ -138,38 +127,23 @@ void EquityPass(const SolverContext& tree, int player, int turnCard, int riverCa
   else
     equitySum.Flop(boards, oppWeights.data(), sum.data());
 
-  // Step 4: the compatible opposing weight by inclusion and exclusion; no
-  // hand but i itself holds both of i's cards.
-  double total = 0.0;
-  double cardSums[64] = {};
-  for (int32_t j = 0; j < hands; ++j) {
-    const double b = oppWeights[size_t(j)];
-    total += b;
-    cardSums[handCards[size_t(j)] & 0xFF] += b;
-    cardSums[handCards[size_t(j)] >> 8] += b;
-  }
-  const double runouts = RunoutCount(deal, lowCard);
-  std::vector<float> x(HandCount, float(NaN)), m(HandCount, float(NaN));
+  // The opposing weight each hand can meet, then each hand's equity and
+  // matchups, brought to the client's combos.
+  CompatibleWeight opponent;
+  for (int32_t j = 0; j < hands; ++j) opponent.Add(handCards[size_t(j)], double(oppWeights[size_t(j)]));
+  const double runouts = RunoutCount(deal.turn, deal.river);
+  std::vector<float> x(static_cast<size_t>(hands)), m(static_cast<size_t>(hands));
   for (int32_t i = 0; i < hands; ++i) {
-    const uint16_t cards = handCards[size_t(i)];
-    const double compatible = total - cardSums[cards & 0xFF] - cardSums[cards >> 8] + oppWeights[size_t(i)];
-    const int combo = combos[size_t(i)];
-    // Step 5 in the same loop: the list position goes to its combo.
-    x[size_t(combo)] = compatible > 0.0 ? float(sum[size_t(i)] / compatible) : 0.0f;
-    m[size_t(combo)] = float(runouts * compatible * ownWeights[size_t(i)]);
+    const double compatible = opponent.Of(handCards[size_t(i)], double(oppWeights[size_t(i)]));
+    x[size_t(i)] = compatible > 0.0 ? float(sum[size_t(i)] / compatible) : 0.0f;
+    m[size_t(i)] = float(runouts * compatible * ownWeights[size_t(i)]);
   }
-
-  // Step 5: back to the client's suits.
   std::vector<double> xClient(HandCount), mClient(HandCount);
-  if (isomorphism) {
-    UnpermuteValues(tree.clientFlop, deal.turnMask, deal.riverMask, xClient.data(), x.data());
-    UnpermuteValues(tree.clientFlop, deal.turnMask, deal.riverMask, mClient.data(), m.data());
-  } else {
-    std::copy(x.begin(), x.end(), xClient.begin());
-    std::copy(m.begin(), m.end(), mClient.begin());
-  }
+  ListRowToClient(tree, deal, x.data(), xClient.data());
+  ListRowToClient(tree, deal, m.data(), mClient.data());
 
-  // Steps 6 and 7.
+  // Equity from the sum of wins less losses; hands out of the range as set
+  // have neither.
   const std::vector<double>& setRange = tree.comboWeights[size_t(player)];
   for (int c = 0; c < HandCount; ++c) {
     const bool excluded = !setRange.empty() && setRange[size_t(c)] == 0.0;

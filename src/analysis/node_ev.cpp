@@ -1,5 +1,6 @@
 #include "analysis/node_ev.h"
-#include "analysis/tree_walk.h"
+#include "analysis/reach_walk.h"
+#include "tree/tree_walk.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,13 +10,14 @@
 #include <utility>
 #include <vector>
 
-#include "analysis/deal_indexes.h"
+#include "tree/deal_indexes.h"
 #include "eval/rule_settings.h"
 #include "setup/board.h"
 #include "setup/cards.h"
 #include "shell/command_error.h"
 #include "solver/jobs.h"
 #include "solver/node_query.h"
+#include "solver/river_rows_guard.h"
 #include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "solver/solver_driver.h"
@@ -23,51 +25,17 @@
 #include "storage/thread_scratch.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
-#include "tree/isomorphism.h"
+#include "tree/client_combos.h"
 
 namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
-// The highest river node on the line, the target included: its subtree
-// holds every river row the query reads. -1 if the line has none.
-int TopRiverNode(const SolverContext& context, const std::vector<int>& line) {
-  for (int n : line)
-    if (context.nodes[size_t(n)].street == 3) return n;
-  return -1;
-}
-
-// River rows of a flop tree are unpacked per turn. The walk below a river
-// target does not pass the river deal that would open them, so the query
-// opens them itself; the pass mutex keeps every pass out meanwhile, and
-// nothing is written back.
-class OpenRiverRows {
- public:
-  OpenRiverRows(SolverContext& context, int topNode, int turn) : context_(context), top_(topNode), turn_(turn) {
-    if (top_ < 0 || turn_ < 0) return;
-    ForSubtreeStores(context_, context_.nodes[size_t(top_)],
-                     [this](StrategyStore& store) { store.OpenGroup(nullptr, turn_, store.EntryCount(turn_)); });
-  }
-  ~OpenRiverRows() {
-    if (top_ < 0 || turn_ < 0) return;
-    ForSubtreeStores(context_, context_.nodes[size_t(top_)],
-                     [this](StrategyStore& store) { store.CloseGroup(nullptr, turn_, false); });
-  }
-  OpenRiverRows(const OpenRiverRows&) = delete;
-  OpenRiverRows& operator=(const OpenRiverRows&) = delete;
-
- private:
-  SolverContext& context_;
-  int top_;
-  int turn_;
-};
-
-// The river rows a query of this target on this turn must open itself, or
-// -1: only a flop tree packs them per turn, and a target before its river
-// card reaches them through the river deal, which opens them.
-int RowsToOpen(const SolverContext& context, const std::vector<int>& line, int river) {
-  if (context.rootStreet != 1 || river < 0) return -1;
-  return TopRiverNode(context, line);
+// The river rows a query on this deal must open itself, as the tree turn
+// to open or -1: only a flop tree packs them per turn, and a target before
+// its river card reaches them through the river deal, which opens them.
+int TurnToOpen(const SolverContext& context, int turn, int river) {
+  return context.rootStreet == 1 && river >= 0 ? turn : -1;
 }
 
 // A decision above the target on a street whose card isn't given has no
@@ -77,12 +45,6 @@ void CheckLineHasCards(const SolverContext& context, const std::vector<int>& lin
     const int street = context.nodes[size_t(line[k])].street;
     if ((street >= 2 && turn < 0) || (street == 3 && river < 0)) ThrowCommandError("incorrect path");
   }
-}
-
-void GatherInto(std::vector<float>& reach, const std::vector<uint16_t>& index) {
-  std::vector<float> gathered(index.size());
-  for (size_t i = 0; i < index.size(); ++i) gathered[i] = reach[index[i]];
-  reach.swap(gathered);
 }
 
 // A query's result on the hand list of the board it ended on.
@@ -106,41 +68,12 @@ void FillFrame(TraversalFrame& frame, SolverContext& context, TreeNode& node, in
 }
 
 // The reach walk and the query pass for one deal (tree indexes). The pass
-// mutex is held and the river rows are open; a store without memory reads as
-// the uniform strategy.
+// mutex is held and the river rows are open.
 Captured QueryPass(SolverContext& context, int player, const std::vector<int>& line, int dealTurn, int dealRiver) {
   TakePassSettings(context);
-  const BoardTree& boards = *context.boardTree;
-  // Root weights as they stand; each decision multiplies its player's
-  // reach by the average strategy of the action taken; the first node of
-  // a street takes both reaches onto the dealt board.
-  std::vector<float> reach[2] = {context.rootWeights[0], context.rootWeights[1]};
-  int turn = context.rootTurn, river = context.rootRiver;
-  std::vector<FloatVec> rows;
-  for (size_t k = 0; k < line.size(); ++k) {
-    TreeNode& node = context.nodes[size_t(line[k])];
-    if (node.street >= 2 && turn < 0 && dealTurn >= 0) {
-      turn = dealTurn;
-      for (auto& r : reach) GatherInto(r, boards.turns[size_t(turn)].parentIndex[0]);
-    }
-    if (node.street == 3 && river < 0 && dealRiver >= 0 && turn >= 0) {
-      river = dealRiver;
-      for (auto& r : reach) GatherInto(r, boards.turns[size_t(turn)].rivers[size_t(river)].parentIndex[0]);
-    }
-    if (k + 1 == line.size()) break;
-    const auto& children = node.children;
-    const int action = int(std::find(children.begin(), children.end(), line[k + 1]) - children.begin());
-    const int32_t hands = int32_t(reach[0].size());
-    rows.resize(size_t(node.ActionCount()));
-    AverageStrategy(context, node, turn, river, hands, rows.data());
-    std::vector<float>& acting = reach[size_t(node.player)];
-    const float* row = rows[size_t(action)].data;
-    if (row)
-      for (int32_t h = 0; h < hands; ++h) acting[size_t(h)] *= row[h];
-    else
-      std::fill(acting.begin(), acting.end(), 0.0f);
-  }
-  rows.clear();
+  const LineReach walk = WalkReach(context, line, dealTurn, dealRiver);
+  const std::vector<float>* reach = walk.reach;
+  const int turn = walk.turn, river = walk.river;
 
   TreeNode& target = context.nodes[size_t(line.back())];
   NodeQuery query;
@@ -181,22 +114,11 @@ Captured QueryPass(SolverContext& context, int player, const std::vector<int>& l
 // From the hand list onto 1326 combos in the client's suits.
 void Spread(const SolverContext& context, const Captured& captured, const DealIndexes& deal, double* outEv,
             double* outMatchups) {
-  const BoardNode* list = ListNode(context, captured.turn, captured.river);
-  const std::vector<uint16_t>& comboToHand = list ? list->comboToHand : context.boardTree->comboToHand;
-  std::vector<float> ev(HandCount, float(NaN)), matchups(HandCount, float(NaN));
-  for (int c = 0; c < HandCount; ++c) {
-    const uint16_t h = comboToHand[size_t(c)];
-    if (h == NoHand) continue;
-    ev[size_t(c)] = captured.ev[h];
-    matchups[size_t(c)] = captured.matchups[h];
-  }
-  if (context.flags & IsomorphismOnFlag) {
-    UnpermuteValues(context.clientFlop, deal.turnMask, deal.riverMask, outEv, ev.data());
-    UnpermuteValues(context.clientFlop, deal.turnMask, deal.riverMask, outMatchups, matchups.data());
-  } else {
-    std::copy(ev.begin(), ev.end(), outEv);
-    std::copy(matchups.begin(), matchups.end(), outMatchups);
-  }
+  DealIndexes list = deal;
+  list.turn = captured.turn;
+  list.river = captured.river;
+  ListRowToClient(context, list, captured.ev.data(), outEv);
+  ListRowToClient(context, list, captured.matchups.data(), outMatchups);
 }
 
 // Hands the player's range as set leaves out are not his to value.
@@ -246,7 +168,7 @@ void NodeEv(int player, int nodeIndex, int turnCard, int riverCard, double* outE
   std::lock_guard<std::mutex> passLock(PassMutex);
   Captured captured;
   {
-    OpenRiverRows rowsOpen(context, RowsToOpen(context, line, river), turn);
+    RiverRowsGuard rows(context, context.nodes[size_t(nodeIndex)], TurnToOpen(context, turn, river));
     captured = QueryPass(context, player, line, turn, river);
   }
   Spread(context, captured, deal, outEv, outMatchups);
@@ -277,7 +199,7 @@ void NodeEvOverDeals(int player, int nodeIndex, int turnCard, int riverCard, dou
       if (turnDeal.unknownCard) continue;
       const int treeTurn = TreeDeal(context, turnDeal).first;
       const int openRiver = rivers.front() >= 0 ? 0 : -1;
-      OpenRiverRows rowsOpen(context, RowsToOpen(context, line, openRiver), treeTurn);
+      RiverRowsGuard rows(context, context.nodes[size_t(nodeIndex)], TurnToOpen(context, treeTurn, openRiver));
       for (int riverPick : rivers) {
         const DealIndexes deal = FindDeal(context, turnPick, riverPick);
         if (deal.unknownCard) continue;

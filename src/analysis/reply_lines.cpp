@@ -7,7 +7,7 @@
 #include "shell/command_error.h"
 
 std::string PublicOrderLine(const double* valuesByCombo,
-                            const std::function<const char*(int position)>& nanText) {
+                            const std::function<const char*(int position)>& nanText, int significantDigits) {
   std::string line;
   line.reserve(HandCount * 12);
   char number[64];
@@ -17,7 +17,7 @@ std::string PublicOrderLine(const double* valuesByCombo,
     if (std::isnan(value))
       text = nanText(p);
     else
-      std::snprintf(number, sizeof number, "%.9g", value);
+      std::snprintf(number, sizeof number, "%.*g", significantDigits, value);
     if (p > 0) line += ' ';
     line += text;
   }

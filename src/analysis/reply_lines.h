@@ -10,11 +10,13 @@
 
 inline constexpr size_t ReplyLineLimit = 65536;
 
-// The values in public order, each with "%.9g" and a blank between; a
-// not-a-number entry prints as nanText(public position). Ends with a
-// newline. Throws "buffer too small" for a line over the limit.
+// The values in public order, each with "%g" to the significant digits
+// given and a blank between; a not-a-number entry prints as
+// nanText(public position). Ends with a newline. Throws "buffer too small"
+// for a line over the limit. The EV and equity replies print 9 digits, the
+// strategy and range replies 12.
 std::string PublicOrderLine(const double* valuesByCombo,
-                            const std::function<const char*(int position)>& nanText);
+                            const std::function<const char*(int position)>& nanText, int significantDigits = 9);
 
 // The four letters of the hand at a public position.
 std::string HandLetters(int position);

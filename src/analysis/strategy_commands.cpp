@@ -2,11 +2,11 @@
 // show_probs: the replies on top of ReadStrategy and RangeAtPath.
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "analysis/analysis_commands.h"
+#include "analysis/reply_lines.h"
 #include "analysis/strategy_read.h"
 #include "analysis/strategy_rows.h"
 #include "setup/board.h"
@@ -18,60 +18,33 @@
 
 namespace {
 
-constexpr size_t LineLimit = 65536;
+// The strategy and range replies print twelve digits, and a hand off the
+// board as 0.
+std::string PublicLine(const double* byCombo) {
+  return PublicOrderLine(byCombo, [](int) { return "0"; }, 12);
+}
 
 // A line is built whole before it goes out, so one that can't be sent
 // complete is refused rather than cut.
 void PrintLine(const std::string& line) {
-  if (line.size() >= LineLimit) ThrowCommandError("buffer too small");
+  if (line.size() >= ReplyLineLimit) ThrowCommandError("buffer too small");
   PrintReplyText(line);
-}
-
-std::string PublicLine(const double* byCombo) {
-  std::string line;
-  line.reserve(HandCount * 14);
-  char number[40];
-  for (int p = 0; p < HandCount; ++p) {
-    const double value = byCombo[HandOrderToCombo[size_t(p)]];
-    if (p > 0) line += ' ';
-    if (std::isnan(value)) {
-      line += '0';
-      continue;
-    }
-    std::snprintf(number, sizeof number, "%.12g", value);
-    line += number;
-  }
-  line += '\n';
-  return line;
-}
-
-// A decision with a single board: what the strategy queries can read.
-NodePath DecisionPath(const std::string& text) {
-  const NodePath path = ParseBuiltPath(text);
-  const char* kind = NodeKindWord(path);
-  if (std::strcmp(kind, "OOP_DEC") != 0 && std::strcmp(kind, "IP_DEC") != 0) ThrowCommandError("incorrect path");
-  if (!PathHasItsBoard(path)) ThrowCommandError("incorrect path");
-  return path;
 }
 
 }  // namespace
 
 void CmdShowStrategy(const Tokens& tokens) {
-  const NodePath path = DecisionPath(tokens[1]);
+  const NodePath path = ParseDecisionPath(tokens[1]);
   std::vector<std::vector<double>> rows;
   ReadAllStrategyRows(path.node->index, path.turn, path.river, rows);
   std::string reply;
-  for (const auto& row : rows) {
-    std::string line = PublicLine(row.data());
-    if (line.size() >= LineLimit) ThrowCommandError("buffer too small");
-    reply += line;
-  }
+  for (const auto& row : rows) reply += PublicLine(row.data());
   PrintReplyText(reply);
   PrintReplyText("END\n");
 }
 
 void CmdShowStrategyPp(const Tokens& tokens) {
-  const NodePath path = DecisionPath(tokens[1]);
+  const NodePath path = ParseDecisionPath(tokens[1]);
   std::vector<std::vector<double>> rows;
   ReadAllStrategyRows(path.node->index, path.turn, path.river, rows);
   const std::vector<int> ranking = HandRanking(tokens[1]);
@@ -85,7 +58,7 @@ void CmdShowStrategyPp(const Tokens& tokens) {
       line += number;
     }
     line += '\n';
-    if (line.size() >= LineLimit) ThrowCommandError("buffer too small");
+    if (line.size() >= ReplyLineLimit) ThrowCommandError("buffer too small");
     reply += line;
   }
   PrintReplyText(reply);
@@ -93,7 +66,7 @@ void CmdShowStrategyPp(const Tokens& tokens) {
 }
 
 void CmdShowLockedCombos(const Tokens& tokens) {
-  const NodePath path = DecisionPath(tokens[1]);
+  const NodePath path = ParseDecisionPath(tokens[1]);
   std::vector<double> locks(HandCount);
   ReadLockVector(path.node->index, path.turn, path.river, locks.data());
   PrintLine(PublicLine(locks.data()));

@@ -1,12 +1,10 @@
 #include "analysis/strategy_read.h"
-#include "analysis/tree_walk.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <mutex>
 
-#include "analysis/deal_indexes.h"
 #include "analysis/equity_pass.h"
 #include "analysis/strategy_rows.h"
 #include "setup/cards.h"
@@ -14,66 +12,16 @@
 #include "storage/float_vec.h"
 #include "tree/solver_context.h"
 #include "solver/solver_control.h"
+#include "solver/river_rows_guard.h"
 #include "solver/strategy_rules.h"
 #include "solver/traversal.h"
-#include "tree/isomorphism.h"
+#include "tree/client_combos.h"
+#include "tree/node_board.h"
 #include "tree/node_path.h"
 
 namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-
-// The first node of the node's turn subtree: its deal mutexes guard the
-// river rows of each turn.
-TreeNode* FirstTurnNode(SolverContext& context, TreeNode* node) {
-  while (node->parent >= 0 && context.nodes[size_t(node->parent)].street >= 2)
-    node = &context.nodes[size_t(node->parent)];
-  return node;
-}
-
-TreeNode* FirstRiverNode(SolverContext& context, TreeNode* node) {
-  while (node->parent >= 0 && context.nodes[size_t(node->parent)].street == 3)
-    node = &context.nodes[size_t(node->parent)];
-  return node;
-}
-
-// Which BoardTree entries a node reads on the deal: a flop node reads the
-// root list whatever cards the path named after it.
-DealIndexes NodeDeal(const SolverContext& context, const TreeNode& node, int turnCard, int riverCard) {
-  DealIndexes deal = FindDeal(context, node.street >= 2 ? turnCard : -1, node.street >= 3 ? riverCard : -1);
-  if (context.rootTurn >= 0) deal.turn = context.rootTurn;
-  if (context.rootRiver >= 0) deal.river = context.rootRiver;
-  return deal;
-}
-
-bool DealComplete(const SolverContext& context, const TreeNode& node, const DealIndexes& deal) {
-  if (deal.unknownCard) return false;
-  if (node.street >= 2 && context.rootStreet < 2 && deal.turn < 0) return false;
-  if (node.street >= 3 && context.rootStreet < 3 && deal.river < 0) return false;
-  return true;
-}
-
-// Scatters a row on the list in force to 1326 floats, not-a-number off
-// the list, and brings it to the client's suits.
-void ToClientCombos(const SolverContext& context, const DealIndexes& deal, const float* row, double* out) {
-  const BoardNode* list = DealListNode(context, deal);
-  const std::vector<uint16_t>& comboToHand = list ? list->comboToHand : context.boardTree->comboToHand;
-  const size_t hands = list ? list->handCards.size() : context.boardTree->handCards.size();
-  std::vector<float> byCombo(HandCount);
-  for (int c = 0; c < HandCount; ++c) {
-    const size_t h = comboToHand[size_t(c)];
-    byCombo[size_t(c)] = h < hands ? row[h] : float(NaN);
-  }
-  if (context.flags & IsomorphismOnFlag)
-    UnpermuteValues(context.clientFlop, deal.turnMask, deal.riverMask, out, byCombo.data());
-  else
-    std::copy(byCombo.begin(), byCombo.end(), out);
-}
-
-size_t ListSize(const SolverContext& context, const DealIndexes& deal) {
-  const BoardNode* list = DealListNode(context, deal);
-  return list ? list->handCards.size() : context.boardTree->handCards.size();
-}
 
 // The rows of a forgotten street come back on demand, solved for this
 // deal. Nothing forgets streets yet, so forgottenStreet stays below 0 and
@@ -88,37 +36,13 @@ void RestoreForgottenStreet(const SolverContext& context, const TreeNode& node, 
 
 }  // namespace
 
-RiverRowsGuard::RiverRowsGuard(SolverContext& context, TreeNode& node, int turn)
-    : context_(context), turn_(turn) {
-  if (node.street != 3 || turn < 0) return;
-  TreeNode* turnNode = FirstTurnNode(context, &node);
-  // Without a table (a river tree) the pass mutex the query holds is the
-  // only guard there is.
-  if (turnNode->dealMutexes) {
-    mutex_ = &turnNode->dealMutexes[size_t(turn)];
-    mutex_->lock();
-  }
-  riverTop_ = FirstRiverNode(context, &node);
-  ForSubtreeStores(context, *riverTop_,
-                   [turn](StrategyStore& store) { store.OpenGroup(nullptr, turn, store.EntryCount(turn)); });
-}
-
-RiverRowsGuard::~RiverRowsGuard() {
-  if (riverTop_) {
-    const int turn = turn_;
-    ForSubtreeStores(context_, *riverTop_,
-                     [turn](StrategyStore& store) { store.CloseGroup(nullptr, turn, false); });
-  }
-  if (mutex_) mutex_->unlock();
-}
-
 void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector<std::vector<double>>& rows) {
   SolverContext& context = *GlobalContext;
   TreeNode& node = context.nodes[size_t(nodeIndex)];
   const int actions = node.ActionCount();
   rows.assign(size_t(actions), std::vector<double>(HandCount, NaN));
   const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
-  if (!DealComplete(context, node, deal) || actions == 0) return;
+  if (!NodeDealComplete(node, deal) || actions == 0) return;
   RestoreForgottenStreet(context, node, deal);
 
   std::lock_guard<std::mutex> passLock(PassMutex);
@@ -138,7 +62,7 @@ void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector
   }
   const std::vector<double>& setRange = context.comboWeights[size_t(node.player)];
   for (int a = 0; a < actions; ++a) {
-    ToClientCombos(context, deal, read[size_t(a)].data, rows[size_t(a)].data());
+    ListRowToClient(context, deal, read[size_t(a)].data, rows[size_t(a)].data());
     if (setRange.size() == size_t(HandCount))
       for (int c = 0; c < HandCount; ++c)
         if (setRange[size_t(c)] == 0.0) rows[size_t(a)][size_t(c)] = 0.0;
@@ -161,7 +85,7 @@ void ReadLockVector(int nodeIndex, int turnCard, int riverCard, double* out) {
   TreeNode& node = context.nodes[size_t(nodeIndex)];
   std::fill(out, out + HandCount, NaN);
   const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
-  if (!DealComplete(context, node, deal) || !node.store0) return;
+  if (!NodeDealComplete(node, deal) || !node.store0) return;
   std::lock_guard<std::mutex> passLock(PassMutex);
   const size_t hands = ListSize(context, deal);
   std::vector<float> row(hands, 0.0f);
@@ -173,16 +97,7 @@ void ReadLockVector(int nodeIndex, int turnCard, int riverCard, double* out) {
       for (size_t i = 0; i < n; ++i) row[i] = lock->handMask[i] ? 1.0f : 0.0f;
     }
   }
-  ToClientCombos(context, deal, row.data(), out);
-}
-
-bool PathHasItsBoard(const NodePath& path) {
-  if (!path.node || path.pendingDeal) return true;
-  const SolverContext& context = *GlobalContext;
-  const int street = StreetNumber(*path.node);
-  if (street >= 2 && context.rootStreet < 2 && path.turn < 0) return false;
-  if (street >= 3 && context.rootStreet < 3 && path.river < 0) return false;
-  return true;
+  ListRowToClient(context, deal, row.data(), out);
 }
 
 void RangeAtPath(int player, const std::string& pathText, double* out) {

@@ -8,7 +8,7 @@
 // become parallel jobs; inside a turn job the rivers are dealt inline.
 #include <cmath>
 
-#include "eval/rule_settings.h"
+#include "eval/runout_counts.h"
 #include "solver/jobs.h"
 #include "solver/node_query.h"
 #include "solver/traversal.h"
@@ -17,7 +17,7 @@
 
 namespace {
 
-float TurnFactor() { return 1.0f / float(45 - 4 * lowCard); }
+float TurnFactor() { return 1.0f / float(TurnCardCount()); }
 
 ChanceRecord* RecordOf(TreeNode& node, int slot) {
   if (node.kind != DecisionNode || !node.chance || slot < 0 || slot >= node.chanceCount) return nullptr;
@@ -83,7 +83,7 @@ void ForRiverStores(SolverContext& context, TreeNode& node, Fn fn) {
 
 }  // namespace
 
-float RiverFactor() { return 1.0f / float(44 - 4 * lowCard); }
+float RiverFactor() { return 1.0f / float(RiverCardCount()); }
 
 void AccumulateRiverReachSum(const SolverContext& context, TreeNode& node, int turn, const FloatVec& reach) {
   AccumulateReachSum(context, RecordOf(node, turn), reach, ListHandCount(context, turn, -1));

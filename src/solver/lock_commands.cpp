@@ -1,10 +1,8 @@
 #include "solver/lock_commands.h"
 
-#include <cstring>
 #include <mutex>
 #include <vector>
 
-#include "analysis/strategy_rows.h"
 #include "setup/cards.h"
 #include "shell/command_error.h"
 #include "shell/output.h"
@@ -18,16 +16,6 @@
 
 namespace {
 
-// Only a decision on one named board has rows to fix; a path that stops
-// before its street's card would address every board at once.
-NodePath LockablePath(const std::string& text) {
-  const NodePath path = ParseBuiltPath(text);
-  const char* kind = NodeKindWord(path);
-  if (std::strcmp(kind, "OOP_DEC") != 0 && std::strcmp(kind, "IP_DEC") != 0) ThrowCommandError("incorrect path");
-  if (!PathHasItsBoard(path)) ThrowCommandError("incorrect path");
-  return path;
-}
-
 // 1326 numbers in public hand order, to ComboIndex order.
 std::vector<double> ParseHandValues(const Tokens& tokens, size_t first) {
   std::vector<double> values(HandCount);
@@ -36,7 +24,7 @@ std::vector<double> ParseHandValues(const Tokens& tokens, size_t first) {
 }
 
 void LockCommand(const Tokens& tokens, bool lock) {
-  const NodePath path = LockablePath(tokens[1]);
+  const NodePath path = ParseDecisionPath(tokens[1]);
   // The pass mutex keeps a running job from reading rows half changed.
   std::lock_guard<std::mutex> passLock(PassMutex);
   if (!SetNodeLock(path.node->index, path.turn, path.river, lock)) ThrowCommandError("incorrect path");
@@ -54,7 +42,7 @@ void CmdLockNode(const Tokens& tokens) { LockCommand(tokens, true); }
 void CmdUnlockNode(const Tokens& tokens) { LockCommand(tokens, false); }
 
 void CmdSetStrategy(const Tokens& tokens) {
-  const NodePath path = LockablePath(tokens[1]);
+  const NodePath path = ParseDecisionPath(tokens[1]);
   const int child = ParseInt(tokens[2]);
   if (child < 0 || size_t(child) >= path.node->children.size()) ThrowCommandError("invalid child index");
   const std::vector<double> values = ParseHandValues(tokens, 3);
@@ -68,7 +56,7 @@ void CmdSetStrategy(const Tokens& tokens) {
 }
 
 void CmdComboLockNode(const Tokens& tokens) {
-  const NodePath path = LockablePath(tokens[1]);
+  const NodePath path = ParseDecisionPath(tokens[1]);
   const std::vector<double> values = ParseHandValues(tokens, 2);
   std::lock_guard<std::mutex> passLock(PassMutex);
   if (!SetComboLock(path.node->index, path.turn, path.river, values.data())) ThrowCommandError("incorrect path");
@@ -76,12 +64,12 @@ void CmdComboLockNode(const Tokens& tokens) {
 }
 
 void CmdSolvePartial(const Tokens& tokens) {
-  const NodePath path = LockablePath(tokens[1]);
+  const NodePath path = ParseDecisionPath(tokens[1]);
   SolvePartial(path);
   ReplyOk(tokens);
 }
 
 void CmdExploPartial(const Tokens& tokens) {
-  const NodePath path = LockablePath(tokens[1]);
+  const NodePath path = ParseDecisionPath(tokens[1]);
   PrintReply("%.6g\n", SolvePartial(path));
 }

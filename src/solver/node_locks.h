@@ -8,33 +8,8 @@
 // ComboIndex in the client's suits; everything is mapped to the tree's
 // canonical suits and board entries here. Callers hold PassMutex, so flop
 // and turn rows never change under a running pass; river rows also take
-// the turn's deal mutex through OpenRiverRows.
+// the turn's deal mutex through RiverRowsGuard.
 #pragma once
-
-#include <mutex>
-
-struct SolverContext;
-struct TreeNode;
-
-// Rows of a river node readable and writable for one dealt turn. Holds the
-// turn's deal mutex (none on a tree without the table: the caller's pass
-// mutex guards it there). Does nothing off street 3 or without a turn.
-class OpenRiverRows {
- public:
-  OpenRiverRows(SolverContext& context, TreeNode& node, int turn);
-  ~OpenRiverRows() { Close(false); }
-  OpenRiverRows(const OpenRiverRows&) = delete;
-  OpenRiverRows& operator=(const OpenRiverRows&) = delete;
-  // CloseRiverRows: with write every row goes back to the store, without
-  // it the store decides. Later calls do nothing.
-  void Close(bool write);
-
- private:
-  SolverContext& context_;
-  int turn_;
-  std::mutex* mutex_ = nullptr;
-  TreeNode* riverTop_ = nullptr;
-};
 
 // False (and nothing done) when the cards don't name one board the node
 // has rows for.

@@ -2,7 +2,8 @@
 // forgotten streets takes the values stored by the last evaluation.
 #include <cmath>
 
-#include "eval/rule_settings.h"
+#include "eval/runout_counts.h"
+#include "setup/compatible_weight.h"
 #include "solver/node_query.h"
 #include "solver/traversal_steps.h"
 
@@ -12,25 +13,15 @@ void CaptureQuery(TraversalFrame& f) {
   const SolverContext& context = *f.context;
   const int32_t hands = ListHandCount(context, f.turn, f.river);
   const uint16_t* cards = ListHandCards(context, f.turn, f.river);
-  const double scale = query.river >= 0  ? 1.0
-                       : query.turn >= 0 ? double(44 - 4 * lowCard)
-                                         : double(45 - 4 * lowCard) * double(44 - 4 * lowCard);
+  const double scale = RunoutCount(query.turn, query.river);
 
-  // The opponent's weight that hand i can meet: all of it, less the hands
-  // holding either of i's cards, plus i's own combo, removed twice.
+  // The opponent's weight that each hand can meet.
   const float* reachA = f.reachA.data;
-  double total = 0.0;
-  double cardSums[64] = {};
-  if (reachA) {
-    for (int32_t j = 0; j < hands; ++j) {
-      const double r = reachA[j];
-      total += r;
-      cardSums[cards[j] & 0xFF] += r;
-      cardSums[cards[j] >> 8] += r;
-    }
-  }
+  CompatibleWeight opponent;
+  if (reachA)
+    for (int32_t j = 0; j < hands; ++j) opponent.Add(cards[j], double(reachA[j]));
   // The difference of sums leaves rounding dust where nothing can be met.
-  const double dust = total * 1e-12;
+  const double dust = opponent.total * 1e-12;
 
   ResizeVector(query.ev, hands, false);
   ResizeVector(query.matchups, hands, false);
@@ -38,7 +29,7 @@ void CaptureQuery(TraversalFrame& f) {
   const float* reachB = f.reachB.data;
   for (int32_t i = 0; i < hands; ++i) {
     double met = 0.0;
-    if (reachA) met = total - cardSums[cards[i] & 0xFF] - cardSums[cards[i] >> 8] + double(reachA[i]);
+    if (reachA) met = opponent.Of(cards[i], double(reachA[i]));
     if (!(met > dust)) met = 0.0;
     query.ev.data[i] = met > 0.0 && value ? float(double(value[i]) / met) : 0.0f;
     query.matchups.data[i] = reachB ? float(scale * met * double(reachB[i])) : 0.0f;

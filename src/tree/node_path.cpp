@@ -137,6 +137,21 @@ NodePath ParseBuiltPath(const std::string& text) {
   return path;
 }
 
+bool PathHasItsBoard(const NodePath& path) {
+  if (!path.node || path.pendingDeal) return true;
+  const SolverContext& context = *GlobalContext;
+  const int street = StreetNumber(*path.node);
+  if (street >= 2 && context.rootStreet < 2 && path.turn < 0) return false;
+  if (street >= 3 && context.rootStreet < 3 && path.river < 0) return false;
+  return true;
+}
+
+NodePath ParseDecisionPath(const std::string& text) {
+  const NodePath path = ParseBuiltPath(text);
+  if (!path.node || path.pendingDeal || path.node->IsEnd() || !PathHasItsBoard(path)) ThrowIncorrectPath();
+  return path;
+}
+
 NodePath ParentPath(const NodePath& path) {
   if (!path.node) return path;
   SchematicNode* parent = path.node->parent;

@@ -27,6 +27,12 @@ bool InBuiltTree(const NodePath& path);
 // place the built tree doesn't have is an "incorrect path", never another
 // node's rows.
 NodePath ParseBuiltPath(const std::string& text);
+// False for a place on a street whose card the path left out: it names
+// every board of that street at once.
+bool PathHasItsBoard(const NodePath& path);
+// ParseBuiltPath for commands on the rows of one decision: the place must
+// be a decision node (not above the root, a deal or an end) on one board.
+NodePath ParseDecisionPath(const std::string& text);
 NodePath ParentPath(const NodePath& path);
 // "c", "f" or "b<amount>" for child i of the node.
 std::string ChildToken(const SchematicNode& node, int child);

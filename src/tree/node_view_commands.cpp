@@ -19,6 +19,7 @@
 #include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "tree/isomorphism.h"
+#include "tree/node_board.h"
 #include "tree/node_path.h"
 #include "tree/schematic_tree.h"
 #include "tree/tree_commands.h"
@@ -30,8 +31,6 @@ constexpr int TurnSplitChildren = 49;
 constexpr int RiverSplitChildren = 48;
 
 bool IsSplit(const NodePath& place) { return place.node && place.pendingDeal; }
-
-CardMask CardMaskOf(int card) { return card >= 0 ? CardBit(card) : 0; }
 
 std::string JoinFlags(uint32_t flags, const char* const* names, int count) {
   std::string text;
@@ -58,18 +57,11 @@ std::string NodeFlagsText(const NodePath& place) {
   const TreeNode& treeNode = context.nodes[index];
   if (!treeNode.store0 || !context.boardTree) return "";
 
-  CardMask flop = TreeBoard.flop;
-  CardMask turn = CardMaskOf(place.turn);
-  CardMask river = CardMaskOf(place.river);
-  if (context.flags & IsomorphismOnFlag) CanonicalizeBoard(flop, turn, river);
-  const BoardTree& boards = *context.boardTree;
-  int turnIndex = -1, riverIndex = -1;
-  if (turn) turnIndex = boards.cardToTurn[std::countr_zero(turn)];
-  if (river && turnIndex >= 0) riverIndex = boards.turns[turnIndex].cardToRiver[std::countr_zero(river)];
-  if ((treeNode.street >= 2 && turnIndex < 0) || (treeNode.street >= 3 && riverIndex < 0)) return "";
+  const DealIndexes deal = NodeDeal(context, treeNode, place.turn, place.river);
+  if (!NodeDealComplete(treeNode, deal)) return "";
 
   static const char* const names[] = {"LOCKED", "COMBO_LOCKED"};
-  const LockRecord* record = treeNode.store0->GetLockRecord(turnIndex, riverIndex);
+  const LockRecord* record = treeNode.store0->GetLockRecord(deal.turn, deal.river);
   return record ? JoinFlags(record->flags, names, 2) : "";
 }
 

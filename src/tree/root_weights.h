@@ -3,9 +3,8 @@
 // The joint total is the weight of all ordered pairs of hands without a
 // shared card, one hand from each player. It is the same for both players,
 // and dividing by it turns counterfactual values into expected chips. It is
-// summed with per-card totals (all pairs, less the pairs through each card,
-// plus the pair of a hand with itself, which both cards took off), in
-// doubles, so that a list of a thousand hands costs a thousand steps.
+// summed with CompatibleWeight, so that a list of a thousand hands costs a
+// thousand steps rather than a million.
 #pragma once
 
 #include <vector>

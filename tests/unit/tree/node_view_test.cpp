@@ -114,6 +114,7 @@ TEST_F(Inspect, FlagsComeFromTheRowOfTheClientsCards) {
   context_.nodes[size_t(Node({0, 0})->index)].store0.reset(turnStore);
   context_.nodes[size_t(Node({0, 0, 0, 0})->index)].store0.reset(riverStore);
   context_.boardTree = std::make_unique<BoardTree>();
+  context_.clientFlop = TreeBoard.flop;  // as a build records it
   BoardTree& boards = *context_.boardTree;
   boards.cardToTurn.assign(52, -1);
   boards.turns.resize(12);

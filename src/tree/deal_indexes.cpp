@@ -1,4 +1,4 @@
-#include "analysis/deal_indexes.h"
+#include "tree/deal_indexes.h"
 
 #include <bit>
 
@@ -29,10 +29,4 @@ const BoardNode* DealListNode(const SolverContext& context, const DealIndexes& d
   if (deal.turn < 0) return nullptr;
   const BoardNode& turnEntry = context.boardTree->turns[size_t(deal.turn)];
   return deal.river < 0 ? &turnEntry : &turnEntry.rivers[size_t(deal.river)];
-}
-
-int RunoutCount(const DealIndexes& deal, int lowCard) {
-  if (deal.river >= 0) return 1;
-  if (deal.turn >= 0) return 44 - 4 * lowCard;
-  return (45 - 4 * lowCard) * (44 - 4 * lowCard);
 }

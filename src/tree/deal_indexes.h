@@ -27,6 +27,3 @@ DealIndexes FindDeal(const SolverContext& context, int turnCard, int riverCard);
 // The hand list in force for the indexes: the river entry, else the turn
 // entry, else null for the root list of the BoardTree.
 const BoardNode* DealListNode(const SolverContext& context, const DealIndexes& deal);
-
-// Deals still to come for a fixed pair of hands on the board in force.
-int RunoutCount(const DealIndexes& deal, int lowCard);
