@@ -2,11 +2,13 @@
 
 #include <bit>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "reference_river_game.h"
 #include "solver_test_util.h"
 #include "shell/execute.h"
+#include "solver/river_rows_guard.h"
 #include "tree/node_path.h"
 
 namespace {
@@ -120,4 +122,38 @@ TEST_F(LocksTest, ComboLockMasksExactlyTheGivenHands) {
   EXPECT_EQ(lock->flags, LockedFlag);
   EXPECT_EQ(lock->handMask, nullptr);
   EXPECT_EQ(lock->handMaskSize, 0);
+}
+
+// River rows opened outside a pass hold the dealt turn's deal mutex, so a
+// turn job can't write them under the reader, and give it back on close.
+TEST_F(LocksTest, RiverRowsGuardHoldsTheTurnsDealMutex) {
+  SetRanges([](int, int combo) { return ClassWeight(combo, {{"AK", 1.0}, {"76", 1.0}}); });
+  SetBoard("Qs Jh 2h");
+  AddLines({"0 0 0 0 0 0"});
+  BuildTree();
+  AllocateStores();
+  SolverContext& c = Context();
+  TreeNode* river = nullptr;
+  std::mutex* dealMutexes = nullptr;
+  for (TreeNode& node : c.nodes) {
+    if (node.dealMutexes) dealMutexes = node.dealMutexes.get();
+    if (!river && node.street == 3 && node.kind == DecisionNode) river = &node;
+  }
+  ASSERT_NE(river, nullptr);
+  ASSERT_NE(dealMutexes, nullptr);
+  // try_lock from another thread: the guard's own thread may not ask.
+  auto isFree = [](std::mutex& m) {
+    bool free = false;
+    std::thread([&] {
+      free = m.try_lock();
+      if (free) m.unlock();
+    }).join();
+    return free;
+  };
+  const int turn = 3;
+  RiverRowsGuard rows(c, *river, turn);
+  EXPECT_FALSE(isFree(dealMutexes[turn]));
+  EXPECT_TRUE(isFree(dealMutexes[turn + 1]));
+  rows.Close(false);
+  EXPECT_TRUE(isFree(dealMutexes[turn]));
 }

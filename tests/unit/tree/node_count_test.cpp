@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "build_test_util.h"
-#include "tree/root_weights.h"
 
 namespace {
 
@@ -44,29 +41,6 @@ TEST_F(BuildFixture, NodeCountsOfSmallTries) {
     }
     EXPECT_EQ(counts.total, c.total);
   }
-}
-
-// The per-card form of the joint total against the sum over all pairs.
-TEST(JointTotal, MatchesThePairSum) {
-  BuildHandTables();
-  std::mt19937 random(7);
-  std::uniform_real_distribution<float> weight(0.0f, 2.0f);
-  std::vector<CardMask> hands;
-  std::vector<float> w0, w1;
-  const CardMask board = ParseCards("Qs Jh 2h");
-  for (int c = 0; c < HandCount; c += 3) {
-    if (ComboMask[size_t(c)] & board) continue;
-    hands.push_back(ComboMask[size_t(c)]);
-    w0.push_back(weight(random));
-    w1.push_back(c % 5 == 0 ? 0.0f : weight(random));
-  }
-  double pairSum = 0.0;
-  for (size_t i = 0; i < hands.size(); ++i)
-    for (size_t j = 0; j < hands.size(); ++j)
-      if (!(hands[i] & hands[j])) pairSum += double(w0[i]) * double(w1[j]);
-  EXPECT_NEAR(JointTotal(hands, w0.data(), w1.data()), pairSum, pairSum * 1e-12);
-  // The same total from the other side.
-  EXPECT_NEAR(JointTotal(hands, w1.data(), w0.data()), pairSum, pairSum * 1e-12);
 }
 
 }  // namespace
