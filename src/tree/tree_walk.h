@@ -1,5 +1,5 @@
-// Small walks over the node list that the queries share: the line from the
-// root down to a node, and every store of a subtree.
+// Small walks over the node list that queries and row guards share: the
+// line from the root down to a node, and every store of a subtree.
 #pragma once
 
 #include <algorithm>
