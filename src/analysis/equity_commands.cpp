@@ -104,8 +104,8 @@ void CmdCalcEqPp(const Tokens& tokens) {
 void CmdCalcEqNode(const Tokens& tokens) {
   if (tokens.size() < 3) ThrowBadArguments(tokens);
   const int player = ParsePlayer(tokens[1]);
-  const std::string text = tokens[2] == "r" ? "r:0" : tokens[2];
-  const NodePath path = ParseBuiltPath(text);
+  const std::string& text = tokens[2];
+  const NodePath path = ParseNodePath(text);
   // One board is needed: a place before the card of its street has none.
   const int street = StreetNumber(*path.node);
   if ((street >= 2 && path.turn < 0) || (street >= 3 && path.river < 0)) ThrowCommandError("incorrect path");

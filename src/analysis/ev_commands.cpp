@@ -21,7 +21,6 @@ namespace {
 
 struct EvRequest {
   int player = 0;
-  std::string pathText;
   NodePath path;
 };
 
@@ -31,8 +30,7 @@ EvRequest ParseRequest(const Tokens& tokens) {
   EvRequest request;
   request.player = ParsePlayer(tokens[1]);
   // The place above the root has no hands to value: "r" means the root.
-  request.pathText = tokens[2] == "r" ? "r:0" : tokens[2];
-  request.path = ParseBuiltPath(request.pathText);
+  request.path = ParseNodePath(tokens[2]);
   return request;
 }
 
@@ -70,7 +68,7 @@ void CmdCalcEv(const Tokens& tokens) { PrintEvLines(PlaceEv(ParseRequest(tokens)
 void CmdCalcEvPp(const Tokens& tokens) {
   const EvRequest request = ParseRequest(tokens);
   const EvVectors v = PlaceEv(request);
-  for (int position : HandRanking(request.pathText)) {
+  for (int position : HandRanking(request.path)) {
     const size_t combo = HandOrderToCombo[size_t(position)];
     const double matchups = std::isnan(v.matchups[combo]) ? 0.0 : v.matchups[combo];
     PrintReply("%s: %.2f; %.2f\n", HandLetters(position).c_str(), v.ev[combo], matchups);

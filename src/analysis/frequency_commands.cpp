@@ -23,8 +23,6 @@ double RootWeight() {
   return LineWeightTotal(SchematicRoot->index, SingleCard(TreeBoard.turn), SingleCard(TreeBoard.river));
 }
 
-NodePath ParseNodePath(const std::string& text) { return ParseBuiltPath(text == "r" ? "r:0" : text); }
-
 // The street whose cards a sum over deals must supply: the path's own
 // cards, or deeper if a decision above the node lies on a street whose
 // card the path leaves out. Such a path names no single board, so its

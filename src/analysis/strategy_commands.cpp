@@ -47,7 +47,7 @@ void CmdShowStrategyPp(const Tokens& tokens) {
   const NodePath path = ParseDecisionPath(tokens[1]);
   std::vector<std::vector<double>> rows;
   ReadAllStrategyRows(path.node->index, path.turn, path.river, rows);
-  const std::vector<int> ranking = HandRanking(tokens[1]);
+  const std::vector<int> ranking = HandRanking(path);
   std::string reply;
   char number[40];
   for (int position : ranking) {

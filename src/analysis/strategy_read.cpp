@@ -146,8 +146,7 @@ double ReachShare(int player, const std::string& pathText) {
   return reached / whole;
 }
 
-std::vector<int> HandRanking(const std::string& pathText) {
-  const NodePath path = ParseBuiltPath(pathText == "r" ? "r:0" : pathText);
+std::vector<int> HandRanking(const NodePath& path) {
   const int player = path.node ? path.node->player : 0;
   std::vector<double> ones(HandCount, 1.0), equity(HandCount), matchups(HandCount);
   EquityPass(*GlobalContext, player, path.turn, path.river, ones.data(), ones.data(), equity.data(),

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+struct NodePath;
+
 // Probability of `action` at the node for every combo, on the board of the
 // client's cards (-1 for none).
 void ReadStrategy(int nodeIndex, int action, int turnCard, int riverCard, double* out);
@@ -23,4 +25,4 @@ double ReachShare(int player, const std::string& pathText);
 // HandOrderIndex values in the order show_strategy_pp lists hands: the
 // acting player's hands in range by equity against any two cards on the
 // path's board, best first. It depends on the cards only.
-std::vector<int> HandRanking(const std::string& pathText);
+std::vector<int> HandRanking(const NodePath& path);

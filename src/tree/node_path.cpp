@@ -137,6 +137,8 @@ NodePath ParseBuiltPath(const std::string& text) {
   return path;
 }
 
+NodePath ParseNodePath(const std::string& text) { return ParseBuiltPath(text == "r" ? "r:0" : text); }
+
 bool PathHasItsBoard(const NodePath& path) {
   if (!path.node || path.pendingDeal) return true;
   const SolverContext& context = *GlobalContext;

@@ -27,6 +27,9 @@ bool InBuiltTree(const NodePath& path);
 // place the built tree doesn't have is an "incorrect path", never another
 // node's rows.
 NodePath ParseBuiltPath(const std::string& text);
+// ParseBuiltPath for the queries about the hands at a node: there "r", the
+// place above the root, names the root.
+NodePath ParseNodePath(const std::string& text);
 // False for a place on a street whose card the path left out: it names
 // every board of that street at once.
 bool PathHasItsBoard(const NodePath& path);
