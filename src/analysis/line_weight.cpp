@@ -24,8 +24,9 @@ namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
-// The node whose river rows the walk reads: the parent of the target, if
-// it lies on the river. The target's own rows are not read.
+// The deepest node whose rows the walk reads, the target's parent (the
+// target's own rows are not read): on the river, its guard opens every
+// river row the walk reads.
 TreeNode* LastDecisionRead(SolverContext& context, const std::vector<int>& line) {
   return line.size() >= 2 ? &context.nodes[size_t(line[line.size() - 2])] : nullptr;
 }

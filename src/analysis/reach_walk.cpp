@@ -47,7 +47,7 @@ LineReach WalkReach(SolverContext& context, const std::vector<int>& line, int de
     rows.resize(size_t(node.ActionCount()));
     AverageStrategy(context, node, walk.turn, walk.river, hands, rows.data());
     std::vector<float>& acting = walk.reach[size_t(node.player)];
-    // A store without memory has no row: nothing of the player gets past it.
+    // A null row is all zeros: none of the player's reach gets past it.
     const float* row = rows[size_t(action)].data;
     if (row)
       for (int32_t h = 0; h < hands; ++h) acting[size_t(h)] *= row[h];
