@@ -3,7 +3,6 @@
 #include <bit>
 #include <vector>
 
-#include "eval/rule_settings.h"
 #include "setup/board.h"
 #include "setup/cards.h"
 #include "setup/ranges.h"

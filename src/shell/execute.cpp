@@ -105,6 +105,8 @@ void ExecuteCommand(Tokens tokens) {
   } catch (const std::out_of_range&) {
     PrintReply("ERROR: Invalid value\n");
     TerminateAfterError(false);
+  } catch (const CommandFailure& failure) {
+    ReportError(CommandErrorLine(failure));
   } catch (const std::runtime_error& error) {
     ReportError(error.what());
   } catch (const std::bad_alloc&) {

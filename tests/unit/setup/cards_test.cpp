@@ -115,8 +115,8 @@ TEST(Cards, ParseCardsRejects) {
     try {
       ParseCards(text);
       ADD_FAILURE() << "accepted '" << text << "'";
-    } catch (const CommandError& error) {
-      EXPECT_STREQ(error.what(), "ERROR: invalid card\n") << text;
+    } catch (const CommandFailure& error) {
+      EXPECT_EQ(CommandErrorLine(error), "ERROR: invalid card\n") << text;
     }
   }
 }
