@@ -478,6 +478,27 @@ TEST_F(BuildFixture, IsomorphicTreesAgreeWithPlainTrees) {
   }
 }
 
+// The build reads its input only: a set-up changed after the gathering
+// doesn't reach the tree. Stores come with the compression step.
+TEST_F(BuildFixture, BuildReadsItsInputAndStoresComeAfter) {
+  SetRanges(AllOnes);
+  SetBoard("Qs Jh 2h");
+  AddLines({"0 0"});
+  const BuildInput input = GatherBuildInput();
+  SetBoard("Ac Kd 7s");
+  Ranges = {};
+  EXPECT_EQ(CurrentTreeState(), TreeState::NoTree);
+  BuildTree(input);
+  EXPECT_EQ(CurrentTreeState(), TreeState::Built);
+  EXPECT_EQ(TreeBoard.flop, ParseCards("Qs Jh 2h"));
+  EXPECT_EQ(Context().clientFlop, ParseCards("Qs Jh 2h"));
+  EXPECT_EQ(Context().comboWeights[1], std::vector<double>(HandCount, 1.0));
+  SetUpTreeStores(Context());
+  EXPECT_EQ(CurrentTreeState(), TreeState::StoresSetUp);
+  FreeTree();
+  EXPECT_EQ(CurrentTreeState(), TreeState::NoTree);
+}
+
 TEST_F(BuildFixture, StoreSetUpFollowsTheRootStreetAndLevel) {
   SetRanges(AllOnes);
   AddLines({"0 0", "50 50"});
