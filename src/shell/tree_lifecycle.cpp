@@ -30,7 +30,7 @@ void BuildWithStores(const BuildInput& input) {
   BuildTree(input);
   if (!input.compressionStep) return;
   try {
-    SetUpTreeStores(*GlobalContext);
+    SetUpTreeStores(*GlobalContext, input.compressionLevel);
   } catch (...) {
     FreeTree();
     throw;
@@ -90,10 +90,10 @@ void BuildTreeFromSetUp() {
 
 void RebuildTreeFromSetUp() { BuildWithStores(GatherBuildInput()); }
 
-void SetUpTreeStores(SolverContext& context) {
+void SetUpTreeStores(SolverContext& context, int level) {
   int64_t countedBytes = -1;
   try {
-    ApplyCompression(context, CompressionLevel, countedBytes);
+    ApplyCompression(context, level, countedBytes);
   } catch (...) {
     // The stores may have been made anew only to count them.
     ReportCountedBytes(countedBytes);

@@ -39,9 +39,9 @@ void BuildTreeFromSetUp();
 // A build from the set-up with its stores, where the caller has passed the
 // gate (cut_line). A failure of the stores leaves no tree.
 void RebuildTreeFromSetUp();
-// The compression step: CompressionLevel resolved and applied to the
+// The compression step: a level (-1 automatic) resolved and applied to the
 // stores, the solver limits that go with them, the old measurements
 // forgotten. At verbosity above 0 the automatic choice reports the
 // uncompressed size. Throws CommandFailure for a level this build can't
 // store, leaving the stores as they were.
-void SetUpTreeStores(SolverContext& context);
+void SetUpTreeStores(SolverContext& context, int level);

@@ -102,7 +102,7 @@ void CmdSetCompression(const Tokens& tokens) {
   const int previous = CompressionLevel;
   CompressionLevel = level;
   try {
-    SetUpTreeStores(*GlobalContext);
+    SetUpTreeStores(*GlobalContext, level);
   } catch (...) {
     CompressionLevel = previous;
     throw;

@@ -26,8 +26,8 @@ struct BuildInput {
   int32_t lowCard = 0;                         // the deck's lowest rank
   int32_t boardThreads = 1;                    // threads that evaluate the boards
   // The compression step: choosing the level and making the stores comes
-  // after the build, in the command layer; the build only refuses a given
-  // level its tree can't store, while the old tree still stands.
+  // after the build, in the command layer, with this level; the build only
+  // refuses a given level its tree can't store, while the old tree stands.
   bool compressionStep = true;
   int32_t compressionLevel = -1;               // the level asked for; -1 automatic
 };

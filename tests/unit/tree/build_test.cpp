@@ -493,7 +493,7 @@ TEST_F(BuildFixture, BuildReadsItsInputAndStoresComeAfter) {
   EXPECT_EQ(TreeBoard.flop, ParseCards("Qs Jh 2h"));
   EXPECT_EQ(Context().clientFlop, ParseCards("Qs Jh 2h"));
   EXPECT_EQ(Context().comboWeights[1], std::vector<double>(HandCount, 1.0));
-  SetUpTreeStores(Context());
+  SetUpTreeStores(Context(), CompressionLevel);
   EXPECT_EQ(CurrentTreeState(), TreeState::StoresSetUp);
   FreeTree();
   EXPECT_EQ(CurrentTreeState(), TreeState::NoTree);
