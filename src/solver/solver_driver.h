@@ -49,7 +49,8 @@ ResultsRecord CalcResults(SolverContext& context);
 
 // Hands the newest measurement to the run's reporter if it hasn't had it yet.
 void PrintLatestResults();
-// Forgets the measurements of the last run; a rebuild of the stores calls it.
+// Forgets the measurements of the last run; the command layer calls it
+// after a rebuild of the stores.
 void ClearSolverHistory();
 // Makes PrintLatestResults count from nothing; go calls it.
 void ResetPrintedResults();
