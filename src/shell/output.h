@@ -2,9 +2,10 @@
 //
 // Replies of commands collect in the reply buffer and go out whole when the
 // command is over (FlushReply); messages of the solver thread go out at once
-// (PrintNow, setup/console.h). Both write under OutputMutex, so a solver message can fall
-// between two replies but never inside one. Nothing else writes to the
-// standard output once start-up is over, except the echo of a command.
+// (PrintNow, setup/console.h). Both write under OutputMutex, so a solver
+// message can fall between two replies but never inside one. Nothing else
+// writes to the standard output once start-up is over, except the echo of a
+// command.
 #pragma once
 
 #include <mutex>
