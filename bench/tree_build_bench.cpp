@@ -21,7 +21,8 @@
 #include "shell/tokenize.h"
 #include "tree/solver_context.h"
 #include "solver/solver_control.h"
-#include "storage/store_setup.h"
+#include "tree/store_setup.h"
+#include "shell/tree_lifecycle.h"
 #include "tree/tree_build.h"
 #include "bench_spots.h"
 
@@ -47,7 +48,7 @@ int64_t AddressSpaceBytes() {
 // Builds at the level and allocates every store; the bytes that took.
 double AllocatedBytesAtLevel(int level) {
   CompressionLevel = level;
-  BuildTree();
+  BuildTreeFromSetUp();
   scalable_allocation_command(TBBMALLOC_CLEAN_ALL_BUFFERS, nullptr);
   const int64_t before = AddressSpaceBytes();
   for (TreeNode& node : GlobalContext->nodes) {
@@ -66,7 +67,7 @@ void BM_BuildTree(benchmark::State& state, const char* script) {
   const int savedLevel = CompressionLevel;
   ThreadCount = int(state.range(0));
   CompressionLevel = AutoCompression;
-  for (auto _ : state) BuildTree();
+  for (auto _ : state) BuildTreeFromSetUp();
 
   const SolverContext& context = *GlobalContext;
   state.counters["estimate_MB"] = double(EstimatedTreeMegabytes(context, ActualCompression));
@@ -94,7 +95,7 @@ void BM_BuildTreeFullRanges(benchmark::State& state) {
   const int savedThreads = ThreadCount;
   ThreadCount = int(state.range(0));
   CompressionLevel = FastCompression;
-  for (auto _ : state) BuildTree();
+  for (auto _ : state) BuildTreeFromSetUp();
   state.counters["estimate_MB"] = double(EstimatedTreeMegabytes(*GlobalContext, ActualCompression));
   ThreadCount = savedThreads;
   FreeTree();

@@ -14,7 +14,7 @@
 #include "eval/rule_settings.h"
 #include "setup/board.h"
 #include "setup/cards.h"
-#include "shell/command_error.h"
+#include "setup/failure.h"
 #include "solver/jobs.h"
 #include "solver/node_query.h"
 #include "solver/river_rows_guard.h"
@@ -43,7 +43,7 @@ int TurnToOpen(const SolverContext& context, int turn, int river) {
 void CheckLineHasCards(const SolverContext& context, const std::vector<int>& line, int turn, int river) {
   for (size_t k = 0; k + 1 < line.size(); ++k) {
     const int street = context.nodes[size_t(line[k])].street;
-    if ((street >= 2 && turn < 0) || (street == 3 && river < 0)) ThrowCommandError("incorrect path");
+    if ((street >= 2 && turn < 0) || (street == 3 && river < 0)) FailCommand("incorrect path");
   }
 }
 
@@ -83,7 +83,7 @@ Captured QueryPass(SolverContext& context, int player, const std::vector<int>& l
   context.mode = QueryMode;
   context.traverser = player;
   context.nodeQuery = &query;
-  EnsureThreadScratch(context);
+  EnsureThreadScratch(context.boardTree->hands.size());
   {
     PoolScope pool(OwnPool());
     const std::vector<float>& reachOpp = reach[size_t(player ^ 1)];

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "setup/cards.h"
-#include "shell/command_error.h"
+#include "setup/failure.h"
 
 std::string PublicOrderLine(const double* valuesByCombo,
                             const std::function<const char*(int position)>& nanText, int significantDigits) {
@@ -22,7 +22,7 @@ std::string PublicOrderLine(const double* valuesByCombo,
     line += text;
   }
   line += '\n';
-  if (line.size() >= ReplyLineLimit) ThrowCommandError("buffer too small");
+  if (line.size() >= ReplyLineLimit) FailCommand("buffer too small");
   return line;
 }
 

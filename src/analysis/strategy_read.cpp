@@ -8,7 +8,7 @@
 #include "analysis/equity_pass.h"
 #include "analysis/strategy_rows.h"
 #include "setup/cards.h"
-#include "shell/command_error.h"
+#include "setup/failure.h"
 #include "storage/float_vec.h"
 #include "tree/solver_context.h"
 #include "solver/solver_control.h"
@@ -101,13 +101,13 @@ void ReadLockVector(int nodeIndex, int turnCard, int riverCard, double* out) {
 }
 
 void RangeAtPath(int player, const std::string& pathText, double* out) {
-  if (!TreeIsPresent()) ThrowCommandError("missing/incorrect tree");
+  if (!TreeIsPresent()) FailCommand("missing/incorrect tree");
   const SolverContext& context = *GlobalContext;
   const std::vector<double>& built = context.comboWeights[size_t(player)];
   for (int c = 0; c < HandCount; ++c) out[c] = built.size() == size_t(HandCount) ? built[size_t(c)] : 0.0;
   if (pathText.empty()) return;
   const NodePath path = ParseBuiltPath(pathText);
-  if (!PathHasItsBoard(path)) ThrowCommandError("incorrect path");
+  if (!PathHasItsBoard(path)) FailCommand("incorrect path");
   std::vector<double> row(HandCount);
   for (NodePath place = path; place.node;) {
     const NodePath parent = ParentPath(place);

@@ -5,7 +5,6 @@
 std::array<uint8_t, 9> handTypeOrder = {0, 1, 2, 3, 4, 5, 6, 7, 8};
 std::array<uint8_t, 9> handTypePosition = {0, 1, 2, 3, 4, 5, 6, 7, 8};
 bool defaultHandTypeOrder = true;
-int32_t lowCard = 0;
 uint32_t mustUseHoleCards = 0;
 
 void ApplyHandTypeOrder(const std::array<uint8_t, 9>& order) {

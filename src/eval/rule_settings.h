@@ -13,6 +13,8 @@
 #include <array>
 #include <cstdint>
 
+#include "setup/cards.h"
+
 // Entry i is the HandType at position i, weakest first. Always 0..8.
 extern std::array<uint8_t, 9> handTypeOrder;
 // Entry t is the position of HandType t; the inverse of handTypeOrder.
@@ -20,9 +22,8 @@ extern std::array<uint8_t, 9> handTypePosition;
 // True while every handTypeOrder[i] is i: EvaluateCards then leaves the type
 // field alone.
 extern bool defaultHandTypeOrder;
-// Rank of the deck's lowest card, 0 (deuce) to 4 (six); also the number of
-// ranks taken out of the deck.
-extern int32_t lowCard;
+// lowCard, the shortened deck, lives with the cards (setup/cards.h): the
+// set-up commands check cards against it.
 // 0: any five of the seven cards; 1: exactly one hole card and four board
 // cards; 2: both hole cards and three board cards.
 extern uint32_t mustUseHoleCards;

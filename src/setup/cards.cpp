@@ -4,8 +4,9 @@
 #include <cctype>
 #include <cstring>
 
-#include "shell/command_error.h"
+#include "setup/failure.h"
 
+int32_t lowCard = 0;
 std::string HandOrderText;
 std::array<uint16_t, HandCount> HandOrderToCombo;
 std::array<uint16_t, HandCount> ComboToHandOrder;
@@ -31,7 +32,7 @@ std::string MakeHandOrderText() {
   return text;
 }
 
-[[noreturn]] void ThrowInvalidCard() { throw CommandError("ERROR: invalid card\n"); }
+[[noreturn]] void ThrowInvalidCard() { throw CommandFailure("invalid card", false); }
 
 }  // namespace
 

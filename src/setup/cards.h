@@ -28,7 +28,7 @@ constexpr CardMask CardBit(Card card) { return CardMask(1) << card; }
 constexpr int ComboIndexOf(Card hi, Card lo) { return hi * (hi - 1) / 2 + lo; }
 
 // Reads card text: pairs of rank and suit letters, case-insensitive, blanks
-// allowed after a card but not before the first. Throws CommandError
+// allowed after a card but not before the first. Throws CommandFailure
 // "ERROR: invalid card" on anything else, a repeated card or a text of more
 // than 255 characters.
 CardMask ParseCards(std::string_view text);
@@ -38,6 +38,12 @@ std::string CardText(Card card);
 
 // The public order's text: 1326 entries of four characters, one blank apart.
 // Filled by BuildHandTables, like every table here.
+// Rank of the deck's lowest card, 0 (deuce) to 4 (six); also the number of
+// ranks taken out of the deck. A rule variant, set by its command and by
+// loading a tree; written only by the main thread, read by any (see
+// eval/rule_settings.h for why no lock is needed).
+extern int32_t lowCard;
+
 extern std::string HandOrderText;
 extern std::array<uint16_t, HandCount> HandOrderToCombo;
 extern std::array<uint16_t, HandCount> ComboToHandOrder;

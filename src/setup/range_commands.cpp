@@ -3,7 +3,6 @@
 #include <bit>
 #include <vector>
 
-#include "eval/rule_settings.h"
 #include "setup/board.h"
 #include "setup/cards.h"
 #include "setup/ranges.h"
@@ -32,15 +31,15 @@ void CmdSetRange(const Tokens& tokens) {
 }
 
 void CmdSetBoard(const Tokens& tokens) {
-  // Step 1: flop, or flop and turn, or flop, turn and river.
+  // Flop, or flop and turn, or flop, turn and river.
   if (tokens.size() < 4 || tokens.size() > 6) ThrowBadArguments(tokens);
 
-  // Step 2: three flop tokens that make three cards. A token of two cards
+  // Three flop tokens that make three cards. A token of two cards
   // or a card given twice fails here, not as a duplicate.
   CardMask flop = ParseCards(tokens[1]) | ParseCards(tokens[2]) | ParseCards(tokens[3]);
   if (std::popcount(flop) != 3) ThrowBadArguments(tokens);
 
-  // Steps 3-4: turn and river are one card each.
+  // Turn and river are one card each.
   CardMask turn = 0, river = 0;
   if (tokens.size() >= 5) {
     turn = ParseCards(tokens[4]);
@@ -51,15 +50,15 @@ void CmdSetBoard(const Tokens& tokens) {
     if (std::popcount(river) != 1) ThrowBadArguments(tokens);
   }
 
-  // Step 5: stored before the last two checks, so after either failure the
+  // Stored before the last two checks, so after either failure the
   // rejected cards stand until the next good set_board. Whoever reads
   // InputBoard (the tree build) must not assume it is a valid board.
   InputBoard = {flop, turn, river};
 
-  // Step 6: a turn or river that repeats an earlier card.
+  // A turn or river that repeats an earlier card.
   if (InputBoard.CardCount() != int(tokens.size()) - 1) ThrowCommandError("duplicate cards");
 
-  // Step 7: cards the shortened deck does not hold.
+  // Cards the shortened deck does not hold.
   if (InputBoard.All() & CardsBelowRank(lowCard)) ThrowCommandError("invalid card");
 
   ReplyOk(tokens);

@@ -6,18 +6,18 @@
 
 #include "setup/board.h"
 #include "setup/cards.h"
-#include "shell/command_error.h"
+#include "setup/failure.h"
 
 std::array<std::vector<double>, 2> Ranges;
 
 int ParsePlayer(const std::string& word) {
   if (word == "OOP" || word == "hero") return 0;
   if (word == "IP" || word == "villain") return 1;
-  ThrowCommandError("incorrect player name");
+  FailCommand("incorrect player name");
 }
 
-bool RangesAreFinite() {
-  for (const std::vector<double>& range : Ranges)
+bool RangesAreFinite(const std::array<std::vector<double>, 2>& ranges) {
+  for (const std::vector<double>& range : ranges)
     for (double w : range)
       if (!std::isfinite(w)) return false;
   return true;

@@ -30,7 +30,7 @@ extern std::array<std::vector<double>, 2> Ranges;
 // whatever the number reader reads, "nan" and "inf" included; a tree built
 // from such a weight would solve to not-a-number everywhere, so the build
 // refuses it.
-bool RangesAreFinite();
+bool RangesAreFinite(const std::array<std::vector<double>, 2>& ranges);
 
 // What StoreRange did, for the verbose line.
 struct RangeSummary {

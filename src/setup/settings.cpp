@@ -5,9 +5,6 @@
 #include <algorithm>
 #include <thread>
 
-#include "tree/solver_context.h"
-#include "solver/solver_control.h"
-
 std::array<RelaxedSetting<double>, 3> PotValues = {0.0, 0.0, 100.0};
 double AccuracyValue = 0.0;
 bool AccuracyIsFraction = false;
@@ -59,10 +56,4 @@ void SetAccuracy(double value, bool isFraction) {
 
 double AccuracyFraction() {
   return AccuracyIsFraction ? AccuracyValue : AccuracyValue / TotalPot();
-}
-
-// The stack the build worked out from the lines of the tree it made.
-std::optional<int64_t> BuiltTreeEffectiveStack() {
-  if (!GlobalContext) return std::nullopt;
-  return GlobalContext->effectiveStack;
 }

@@ -13,7 +13,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 
 #include "setup/relaxed_setting.h"
 
@@ -88,7 +87,3 @@ void SetPot(double first, double second, double total);
 void SetAccuracy(double value, bool isFraction);
 // The current target as a fraction of the pot (value / TotalPot for chips).
 double AccuracyFraction();
-
-// The effective stack of the built tree, filled in by the tree build; empty
-// while no tree has reported one.
-std::optional<int64_t> BuiltTreeEffectiveStack();

@@ -6,7 +6,6 @@
 #include "shell/output.h"
 #include "shell/parse.h"
 #include "shell/shell_state.h"
-#include "solver/solver_control.h"
 
 namespace {
 
@@ -113,13 +112,6 @@ void CmdIgnoreMemCheck(const Tokens& tokens) {
   // Memory is always checked; the command stays so that old scripts run.
   if (tokens[1] != "on" && tokens[1] != "off") ThrowBadArguments(tokens);
   ReplyOk(tokens);
-}
-
-void CmdShowEffectiveStack(const Tokens& tokens) {
-  std::optional<int64_t> stack;
-  if (TreeIsPresent()) stack = BuiltTreeEffectiveStack();
-  if (!stack) ThrowCommandError("missing/incorrect tree");
-  PrintReply("%d\n", int(*stack));
 }
 
 void CmdGetActualCompression(const Tokens& tokens) {

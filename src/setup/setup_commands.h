@@ -23,7 +23,6 @@ void CmdEnableAvx512(const Tokens& tokens);
 void CmdEnableRiverStrategy(const Tokens& tokens);
 void CmdSetScheduler(const Tokens& tokens);
 void CmdIgnoreMemCheck(const Tokens& tokens);
-void CmdShowEffectiveStack(const Tokens& tokens);
 void CmdGetActualCompression(const Tokens& tokens);
 void CmdGetInstructionSet(const Tokens& tokens);
 void CmdShowCpuInfo(const Tokens& tokens);

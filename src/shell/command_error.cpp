@@ -1,7 +1,6 @@
 #include "shell/command_error.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include "shell/shell_state.h"
 
@@ -26,16 +25,7 @@ void ThrowCommandError(const std::string& detail) {
   throw CommandError(FormatErrorLine("ERROR: %s %s\n", CurrentCommand, detail));
 }
 
-void FatalError(const char* text) {
-  if (text && *text)
-    std::printf("fail (%s)\n", text);
-  else
-    std::printf("fail\n");
-  ExitProcess(1);
-}
-
-void ExitProcess(int status) {
-  std::fflush(stdout);
-  std::fflush(stderr);
-  std::_Exit(status);
+std::string CommandErrorLine(const CommandFailure& failure) {
+  if (!failure.namesCommand) return FormatErrorLine("ERROR: %s\n%s", failure.what(), "");
+  return FormatErrorLine("ERROR: %s %s\n", CurrentCommand, failure.what());
 }

@@ -1,7 +1,9 @@
 // CommandError and the ways a handler fails.
 //
 // A failing handler throws; ExecuteCommand is the one place that catches,
-// prints the line and lets the shell go on. Handlers check their arguments
+// prints the line and lets the shell go on. Code below the handlers throws
+// CommandFailure (setup/failure.h) instead, which carries only the detail;
+// CommandErrorLine makes the same line of it. Handlers check their arguments
 // before they change state, so a throw never leaves half a change behind
 // unless the command's own contract says so.
 #pragma once
@@ -9,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "setup/failure.h"
 #include "shell/tokenize.h"
 
 // Carries the complete error line, "ERROR: ..." and its newline.
@@ -22,11 +25,6 @@ struct CommandError : std::runtime_error {
 // "ERROR: <current command> <detail>"
 [[noreturn]] void ThrowCommandError(const std::string& detail);
 
-// For impossibilities no command can answer: prints "fail (text)" or "fail"
-// and ends the process with status 1.
-[[noreturn]] void FatalError(const char* text = nullptr);
-
-// Ends the process at once with the given status after flushing the standard
-// streams. Static destructors do not run: a solver thread may still be
-// working on the globals they would destroy.
-[[noreturn]] void ExitProcess(int status);
+// The complete error line of a refusal from below: what ThrowCommandError,
+// or for a failure that names no command "ERROR: <detail>\n", would carry.
+std::string CommandErrorLine(const CommandFailure& failure);

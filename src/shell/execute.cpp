@@ -53,15 +53,15 @@ void ReportError(std::string text) {
 void ReportInputError(const std::string& text) { ReportError(text); }
 
 void ExecuteCommand(Tokens tokens) {
-  // Step 0-1: nothing to do without a token; first substitution.
+  // Nothing to do without a token; then the first substitution.
   if (tokens.empty()) return;
   tokens = SubstituteVariables(tokens);
 
-  // Step 2: the echo comes before every test, so skipped lines and comments
+  // The echo comes before every test, so skipped lines and comments
   // show in a transcript too.
   if (EchoCommands) EchoLine(tokens);
 
-  // Step 3-5: labels end a skip; a skip swallows everything else; comments.
+  // Labels end a skip; a skip swallows everything else; comments.
   if (tokens.size() >= 2 && tokens[0] == "LABEL:") {
     if (tokens[1] == SkipLabel) SkipLabel.clear();
     return;
@@ -69,7 +69,7 @@ void ExecuteCommand(Tokens tokens) {
   if (!SkipLabel.empty()) return;
   if (tokens[0][0] == '#') return;
 
-  // Step 6: exit has no row of its own; a status with no number in it is 0.
+  // exit has no row of its own; a status with no number in it is 0.
   if (tokens[0] == "exit") {
     int status = 0;
     if (tokens.size() > 1) {
@@ -82,7 +82,7 @@ void ExecuteCommand(Tokens tokens) {
     ExitProcess(status);
   }
 
-  // Step 7-8: second substitution, then the table.
+  // The second substitution, then the table.
   tokens = SubstituteVariables(tokens);
   const CommandEntry* entry = FindCommand(tokens[0]);
   if (!entry) {
@@ -94,7 +94,8 @@ void ExecuteCommand(Tokens tokens) {
     return;
   }
 
-  // Step 9-11 under the guard.
+  // The token count, then the handler, under the one guard. A refusal from
+  // below the handlers carries only its detail and gets the same line.
   try {
     if (entry->tokenCount > 0 && size_t(entry->tokenCount) != tokens.size()) ThrowBadArguments(tokens);
     CurrentCommand = tokens[0];
@@ -105,6 +106,8 @@ void ExecuteCommand(Tokens tokens) {
   } catch (const std::out_of_range&) {
     PrintReply("ERROR: Invalid value\n");
     TerminateAfterError(false);
+  } catch (const CommandFailure& failure) {
+    ReportError(CommandErrorLine(failure));
   } catch (const std::runtime_error& error) {
     ReportError(error.what());
   } catch (const std::bad_alloc&) {

@@ -8,9 +8,7 @@
 
 #include "shell/shell_state.h"
 
-std::mutex OutputMutex;
 bool ShowHashLines = false;
-RelaxedSetting<bool> UiNotifications = false;
 std::vector<std::string> TreeInfoLines;
 
 namespace {
@@ -83,15 +81,6 @@ void FlushReply() {
 size_t PendingReplyBytes() { return ReplyBuffer.size(); }
 
 void DiscardReply() { std::string().swap(ReplyBuffer); }
-
-void PrintNow(const char* format, ...) {
-  va_list args;
-  va_start(args, format);
-  std::lock_guard<std::mutex> lock(OutputMutex);
-  std::vfprintf(stdout, format, args);
-  std::fflush(stdout);
-  va_end(args);
-}
 
 void ReplyOk(const Tokens& tokens) {
   if (!SuppressOk) PrintReply("%s ok!\n", tokens[0].c_str());

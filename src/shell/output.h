@@ -2,9 +2,10 @@
 //
 // Replies of commands collect in the reply buffer and go out whole when the
 // command is over (FlushReply); messages of the solver thread go out at once
-// (PrintNow). Both write under OutputMutex, so a solver message can fall
-// between two replies but never inside one. Nothing else writes to the
-// standard output once start-up is over, except the echo of a command.
+// (PrintNow, setup/console.h). Both write under OutputMutex, so a solver
+// message can fall between two replies but never inside one. Nothing else
+// writes to the standard output once start-up is over, except the echo of a
+// command.
 #pragma once
 
 #include <mutex>
@@ -12,16 +13,11 @@
 #include <string_view>
 #include <vector>
 
-#include "setup/relaxed_setting.h"
+#include "setup/console.h"
 #include "shell/tokenize.h"
-
-extern std::mutex OutputMutex;
 
 // Lets reply text that begins with "#" through until the next flush.
 extern bool ShowHashLines;
-// "#" progress lines of the solver and of long passes; the solver thread
-// reads it while the main thread may set it.
-extern RelaxedSetting<bool> UiNotifications;
 // Free text of the client that travels with a tree.
 extern std::vector<std::string> TreeInfoLines;
 
@@ -40,8 +36,6 @@ size_t PendingReplyBytes();
 // Forgets the pending reply, so that an error line can still be printed
 // when memory ran out while a reply was being made.
 void DiscardReply();
-// Formats straight to the standard output and flushes it.
-void PrintNow(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // "<command> ok!" unless SuppressOk.
 void ReplyOk(const Tokens& tokens);

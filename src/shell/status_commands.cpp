@@ -8,7 +8,7 @@
 #include "shell/output.h"
 #include "shell/shell_commands.h"
 #include "shell/shell_state.h"
-#include "solver/solver_control.h"
+#include "tree/global_context.h"
 
 void CmdIsReady(const Tokens& tokens) { ReplyOk(tokens); }
 

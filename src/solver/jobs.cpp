@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "setup/settings.h"
-#include "shell/command_error.h"
+#include "setup/failure.h"
 #include "solver/solver_locks.h"
 #include "solver/river_batch.h"
 #include "storage/thread_scratch.h"
@@ -52,7 +52,7 @@ const BoardNode& EntryOf(const SolverContext& context, const SolveJob& job) {
 void RunJob(SolveJob& job) {
   const auto start = std::chrono::steady_clock::now();
   SolverContext& context = *job.context;
-  EnsureThreadScratch(context);
+  EnsureThreadScratch(context.boardTree->hands.size());
   PoolScope pool(OwnPool());
   DealShared& shared = *job.shared;
   const BoardNode& entry = EntryOf(context, job);

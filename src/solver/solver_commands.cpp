@@ -1,6 +1,9 @@
 // Commands of the solver: go, stop, calc_results.
 #include "solver/solver_commands.h"
 
+#include <sys/resource.h>
+
+#include <cstdio>
 #include <string>
 
 #include "setup/settings.h"
@@ -8,10 +11,12 @@
 #include "shell/output.h"
 #include "shell/parse.h"
 #include "shell/shell_state.h"
+#include "shell/tree_lifecycle.h"
 #include "shell/variables.h"
-#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "solver/solver_driver.h"
+#include "tree/global_context.h"
+#include "tree/solver_context.h"
 
 namespace {
 
@@ -21,11 +26,44 @@ std::string FormatF(double value) {
   return text;
 }
 
+int PeakWorkingSetMegabytes() {
+  rusage usage;
+  getrusage(RUSAGE_SELF, &usage);
+  return int(usage.ru_maxrss >> 10);  // Linux counts it in KiB
+}
+
+// The solver thread's report, printed at once (one line under
+// --compactmsg), which also sets running_time and, when verbose, cpu_time,
+// peak_working_set and the iterations line. EV and MES come raw, counted
+// from the half-way split of the pot.
+void PrintRunResults(const ResultsRecord& record, double cpuSeconds) {
+  const double h = TotalPot() * 0.5;
+  const double evOop = h + record.evOop, evIp = h + record.evIp;
+  const double mesOop = h + record.mesOop, mesIp = h + record.mesIp;
+  if (CompactMessages)
+    PrintNow(
+        "SOLVER: running time: %.3f EV OOP: %.3f EV IP: %.3f OOP's MES: %.3f IP's MES: %.3f Exploitable for: "
+        "%.3f\n",
+        record.seconds, evOop, evIp, mesOop, mesIp, record.exploitability);
+  else
+    PrintNow(
+        "SOLVER:\nrunning time: %.3f\nEV OOP: %.3f\nEV IP: %.3f\nOOP's MES: %.3f\nIP's MES: %.3f\nExploitable for: "
+        "%.3f\nEND\n",
+        record.seconds, evOop, evIp, mesOop, mesIp, record.exploitability);
+  Variables.Set("running_time", FormatF(record.seconds));
+  if (Verbosity > 0) {
+    const int peak = PeakWorkingSetMegabytes();
+    Variables.Set("cpu_time", FormatF(cpuSeconds));
+    Variables.Set("peak_working_set", std::to_string(peak));
+    PrintNow("[%d iterations | cpu time %.1fs | peak working set %d MB]\n", record.iteration, cpuSeconds, peak);
+  }
+}
+
 }  // namespace
 
 void CmdGo(const Tokens& tokens) {
-  if (!GlobalContext) ThrowCommandError("missing/incorrect tree");
-  if (SolverIsRunning()) ThrowCommandError("Can't do that when solver is running");
+  RequireTree();
+  RequireSolverIdle();
   if (GlobalContext->flags & IncompleteTreeFlag) ThrowCommandError("incomplete tree");
   ResetPrintedResults();
   uint32_t limit = 0;
@@ -37,7 +75,7 @@ void CmdGo(const Tokens& tokens) {
     limit = uint32_t(ParseInt(tokens[1]));
     inSteps = tokens[2] == "steps";
   }
-  switch (StartSolver(limit, inSteps)) {
+  switch (StartSolver(limit, inSteps, PrintRunResults)) {
     case SolverStart::Started:
       break;
     case SolverStart::Refused:
@@ -57,7 +95,7 @@ void CmdStop(const Tokens& tokens) {
 }
 
 void CmdCalcResults(const Tokens& tokens) {
-  if (!GlobalContext) ThrowCommandError("missing/incorrect tree");
+  RequireTree();
   ResultsRecord record = CalcResults(*GlobalContext);
   const double h = TotalPot() * 0.5;
   Variables.Set("solver_ev_oop", FormatF(h + record.evOop));
@@ -66,6 +104,7 @@ void CmdCalcResults(const Tokens& tokens) {
   Variables.Set("solver_mes_ip", FormatF(h + record.mesIp));
   Variables.Set("solver_exploitability", FormatF(record.exploitability));
   Variables.Set("solver_iterations", std::to_string(record.iteration));
-  PrintResults(record, false);
+  PrintReply("EV OOP: %.3f\nEV IP: %.3f\nOOP's MES: %.3f\nIP's MES: %.3f\nExploitable for: %.3f\nEND\n", h + record.evOop,
+             h + record.evIp, h + record.mesOop, h + record.mesIp, record.exploitability);
   ReplyOk(tokens);
 }

@@ -4,9 +4,7 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "shell/output.h"
-
-SolverContext* GlobalContext = nullptr;
+#include "setup/console.h"
 
 namespace {
 
@@ -20,8 +18,6 @@ bool Running = false;
 std::atomic<bool> StopRequested{false};
 
 }  // namespace
-
-bool TreeIsPresent() { return GlobalContext != nullptr; }
 
 bool SolverIsRunning() {
   std::lock_guard<std::mutex> lock(RunMutex);

@@ -1,5 +1,5 @@
 // The shell's view of the solver thread: is it running, ask it to stop,
-// wait for it to end, and is there a tree at all.
+// wait for it to end.
 //
 // The solver driver owns the thread and reports its start and end here;
 // the shell's commands (wait_for_solver, take_a_break, the solver gate)
@@ -9,12 +9,8 @@
 // out, and a new run can't start, or read as over, in between.
 #pragma once
 
-struct SolverContext;
+#include "tree/global_context.h"
 
-// The built tree and its solver state; null until a tree exists.
-extern SolverContext* GlobalContext;
-
-bool TreeIsPresent();
 bool SolverIsRunning();
 // Sets the stop request if a run is going on; does not wait.
 void RequestSolverStop();

@@ -7,18 +7,16 @@
 #include <atomic>
 #include <cstdio>
 #include <mutex>
-#include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include "setup/console.h"
 #include "setup/settings.h"
-#include "shell/output.h"
-#include "shell/shell_state.h"
-#include "shell/variables.h"
-#include "tree/solver_context.h"
 #include "solver/solver_control.h"
 #include "solver/traversal.h"
+#include "tree/global_context.h"
+#include "tree/solver_context.h"
 
 namespace {
 
@@ -33,6 +31,7 @@ std::atomic<double> PublishedCpuSeconds{0.0};
 // Set by StartSolver before the thread exists, read by the thread only.
 uint32_t RunLimit = 0;
 bool LimitInSteps = false;
+ResultsReporter Reporter = nullptr;
 
 int64_t NowNanoseconds() {
   timespec now;
@@ -46,18 +45,6 @@ double ProcessCpuSeconds() {
   getrusage(RUSAGE_SELF, &usage);
   return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
          double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
-}
-
-int PeakWorkingSetMegabytes() {
-  rusage usage;
-  getrusage(RUSAGE_SELF, &usage);
-  return int(usage.ru_maxrss >> 10);  // Linux counts it in KiB
-}
-
-std::string FormatF(double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%f", value);
-  return text;
 }
 
 void SolverMain(SolverContext* context) {
@@ -112,35 +99,6 @@ void SolverMain(SolverContext* context) {
 
 }  // namespace
 
-void PrintResults(const ResultsRecord& record, bool withTime) {
-  const double h = TotalPot() * 0.5;
-  const double evOop = h + record.evOop, evIp = h + record.evIp;
-  const double mesOop = h + record.mesOop, mesIp = h + record.mesIp;
-  if (!withTime) {
-    PrintReply("EV OOP: %.3f\nEV IP: %.3f\nOOP's MES: %.3f\nIP's MES: %.3f\nExploitable for: %.3f\nEND\n", evOop, evIp,
-               mesOop, mesIp, record.exploitability);
-    return;
-  }
-  if (CompactMessages)
-    PrintNow(
-        "SOLVER: running time: %.3f EV OOP: %.3f EV IP: %.3f OOP's MES: %.3f IP's MES: %.3f Exploitable for: "
-        "%.3f\n",
-        record.seconds, evOop, evIp, mesOop, mesIp, record.exploitability);
-  else
-    PrintNow(
-        "SOLVER:\nrunning time: %.3f\nEV OOP: %.3f\nEV IP: %.3f\nOOP's MES: %.3f\nIP's MES: %.3f\nExploitable for: "
-        "%.3f\nEND\n",
-        record.seconds, evOop, evIp, mesOop, mesIp, record.exploitability);
-  Variables.Set("running_time", FormatF(record.seconds));
-  if (Verbosity > 0) {
-    const double cpuSeconds = PublishedCpuSeconds;
-    const int peak = PeakWorkingSetMegabytes();
-    Variables.Set("cpu_time", FormatF(cpuSeconds));
-    Variables.Set("peak_working_set", std::to_string(peak));
-    PrintNow("[%d iterations | cpu time %.1fs | peak working set %d MB]\n", record.iteration, cpuSeconds, peak);
-  }
-}
-
 void PrintLatestResults() {
   ResultsRecord latest;
   {
@@ -150,7 +108,7 @@ void PrintLatestResults() {
     latest = History.back();
     PrintedIteration = latest.iteration;
   }
-  PrintResults(latest, true);
+  if (Reporter) Reporter(latest, PublishedCpuSeconds);
 }
 
 void ClearSolverHistory() {
@@ -200,11 +158,12 @@ bool AllocateStores(SolverContext& context) {
   return true;
 }
 
-SolverStart StartSolver(uint32_t limit, bool inSteps) {
+SolverStart StartSolver(uint32_t limit, bool inSteps, ResultsReporter reporter) {
   SolverContext* context = GlobalContext;
   if (!context || SolverIsRunning() || (context->flags & IncompleteTreeFlag)) return SolverStart::Refused;
   RunLimit = limit;
   LimitInSteps = inSteps;
+  Reporter = reporter;
   ClearSolverHistory();
   if (!AllocateStores(*context)) return SolverStart::OutOfMemory;
   MarkSolverStarted();

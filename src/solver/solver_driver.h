@@ -31,24 +31,26 @@ struct ResultsRecord {
 bool AllocateStores(SolverContext& context);
 // The stores of one node, if not yet in place; false if memory fails.
 bool AllocateNodeStores(TreeNode& node);
+// How a run reports a new measurement, on the solver thread: the command
+// layer prints it (the SOLVER: block) and records it in its variables. It
+// gets the process's CPU seconds since the run began beside the record.
+using ResultsReporter = void (*)(const ResultsRecord& record, double cpuSeconds);
+
 enum class SolverStart { Started, Refused, OutOfMemory, NoThread };
 // Refused if a run is going on or the tree is incomplete; OutOfMemory if
 // the stores can't have their memory; NoThread if the system would not
 // start a thread. A limit of 0 seconds means no limit; 0 steps still runs
-// one iteration.
-SolverStart StartSolver(uint32_t limit, bool inSteps);
+// one iteration. Each new measurement goes to the reporter.
+SolverStart StartSolver(uint32_t limit, bool inSteps, ResultsReporter reporter);
 // Both evaluate passes: EV and MES of each player at the root, raw values.
 ResultsRecord MeasureResults(SolverContext& context);
 // The cached or freshly measured results of calc_results.
 ResultsRecord CalcResults(SolverContext& context);
 
-// withTime: the solver thread's report, printed at once (one line under
-// --compactmsg), which also sets running_time and, when verbose, cpu_time,
-// peak_working_set and the iterations line. Without: calc_results' reply.
-void PrintResults(const ResultsRecord& record, bool withTime);
-// Prints the newest measurement if it hasn't been printed yet.
+// Hands the newest measurement to the run's reporter if it hasn't had it yet.
 void PrintLatestResults();
-// Forgets the measurements of the last run; a rebuild of the stores calls it.
+// Forgets the measurements of the last run; the command layer calls it
+// after a rebuild of the stores.
 void ClearSolverHistory();
 // Makes PrintLatestResults count from nothing; go calls it.
 void ResetPrintedResults();

@@ -7,8 +7,9 @@
 //      river rows below that dealt turn, for a turn job or a command;
 //   3. job merge mutex: the accumulators of a deal point while a job adds
 //      its values in;
-//   4. scratch registry mutex: the list of every thread's BlockPool;
-//   5. output mutex (shell/output): one line of standard output.
+//   4. scratch registry mutex (storage/thread_scratch): the list of every
+//      thread's BlockPool;
+//   5. output mutex (setup/console): one line of standard output.
 // A holder may take a lock further down the list, never one above it. The
 // deal mutex is released before the job merge mutex is taken, and the merge
 // mutex encloses nothing, so a job can never wait on a lock while it holds
@@ -18,4 +19,3 @@
 #include <mutex>
 
 extern std::mutex JobMergeMutex;
-extern std::mutex ScratchRegistryMutex;

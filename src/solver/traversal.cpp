@@ -111,7 +111,7 @@ PassValues RunPass(SolverContext& context, int player, int mode) {
   context.mode = mode;
   context.traverser = player;
   context.nodeQuery = nullptr;
-  EnsureThreadScratch(context);
+  EnsureThreadScratch(context.boardTree->hands.size());
   PoolScope pool(OwnPool());
 
   const std::vector<float>& weights = context.rootWeights[size_t(player ^ 1)];

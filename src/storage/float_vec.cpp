@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "shell/command_error.h"
+#include "setup/failure.h"
 #include "storage/thread_scratch.h"
 
 FloatVec& FloatVec::operator=(FloatVec&& other) noexcept {

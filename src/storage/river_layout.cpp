@@ -1,6 +1,6 @@
 #include <cstdint>
 
-#include "shell/command_error.h"
+#include "setup/failure.h"
 #include "storage/strategy_store.h"
 
 // Entries are laid out group by group, river by river, each entry's action

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "shell/command_error.h"
+#include "setup/failure.h"
 #include "storage/kernels/sum_accumulate.h"
 #include "storage/kernels/u16_regret_matching.h"
 #include "storage/store_rows.h"

@@ -5,15 +5,16 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <vector>
 
-#include "shell/command_error.h"
-#include "tree/solver_context.h"
-#include "solver/solver_locks.h"
-
-std::mutex ScratchRegistryMutex;
+#include "setup/failure.h"
 
 namespace {
+
+// Guards the list of every thread's pool. It encloses nothing but the list,
+// so it comes after the solver's own locks in their order.
+std::mutex ScratchRegistryMutex;
 
 // 32 bytes in front of the data keep it 32-byte aligned for the vector
 // loops; the size lets a release see whether the block fits a pool.
@@ -94,8 +95,8 @@ void BlockPool::Drain() {
   }
 }
 
-void EnsureThreadScratch(const SolverContext& context) {
-  const int64_t bytes = std::max<int64_t>(int64_t(context.boardTree->hands.size()) * 4, 4);
+void EnsureThreadScratch(size_t longestHandList) {
+  const int64_t bytes = std::max<int64_t>(int64_t(longestHandList) * 4, 4);
   if (ownPool.pool && ownPool.pool->blockBytes == bytes) return;
   if (currentPool == ownPool.pool.get()) currentPool = nullptr;
   ownPool.Reset(new BlockPool(bytes));

@@ -14,9 +14,8 @@
 // runs a job, null elsewhere (commands, tree building).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-
-struct SolverContext;
 
 struct BlockPool {
   int64_t blockBytes = 0;
@@ -34,9 +33,10 @@ struct BlockPool {
   void Drain();
 };
 
-// Makes the calling thread's own pool fit the context: a pool of another
-// block size is destroyed, a missing one made and registered.
-void EnsureThreadScratch(const SolverContext& context);
+// Makes the calling thread's own pool fit a tree whose longest hand list
+// (that of the root board) has this many hands: a pool of another block
+// size is destroyed, a missing one made and registered.
+void EnsureThreadScratch(size_t longestHandList);
 BlockPool* OwnPool();
 BlockPool* CurrentPool();
 void SetCurrentPool(BlockPool* pool);

@@ -1,16 +1,20 @@
-// Handlers of building and freeing the tree, its size figures and the
-// compression level.
+// Handlers of building and freeing the tree, its size figures, its
+// effective stack and the compression level.
 #include <cstdint>
+#include <string>
 
 #include "setup/settings.h"
 #include "shell/command_error.h"
 #include "shell/output.h"
+#include "shell/parse.h"
 #include "shell/shell_state.h"
-#include "tree/solver_context.h"
-#include "solver/solver_control.h"
+#include "shell/tree_lifecycle.h"
 #include "storage/physical_memory.h"
-#include "storage/store_setup.h"
+#include "tree/global_context.h"
 #include "tree/node_count.h"
+#include "tree/schematic_tree.h"
+#include "tree/solver_context.h"
+#include "tree/store_setup.h"
 #include "tree/tree_build.h"
 #include "tree/tree_commands.h"
 
@@ -24,10 +28,21 @@ void PrintStreetColumns(const std::array<int64_t, 4>& columns, const char* river
 
 int64_t Sum(const std::array<int64_t, 4>& columns) { return columns[1] + columns[2] + columns[3]; }
 
+// A level word, or a number clamped to -1..5. A token that is neither
+// throws std::invalid_argument.
+int ParseCompressionLevel(const std::string& token) {
+  for (int level = MinCompressionLevel; level <= MaxCompressionLevel; ++level)
+    if (token == CompressionWord(level)) return level;
+  const int number = ParseInt(token);
+  if (number < MinCompressionLevel) return MinCompressionLevel;
+  if (number > MaxCompressionLevel) return MaxCompressionLevel;
+  return number;
+}
+
 }  // namespace
 
 void CmdBuildTree(const Tokens& tokens) {
-  BuildTree();
+  BuildTreeFromSetUp();
   if (Verbosity > 0)
     PrintReply("[compression set %d (%s) actual %d (%s)]\n", CompressionLevel, CompressionWord(CompressionLevel),
                ActualCompression, CompressionWord(ActualCompression));
@@ -36,16 +51,13 @@ void CmdBuildTree(const Tokens& tokens) {
 
 void CmdFreeTree(const Tokens& tokens) {
   // The solver works on the tree: it is stopped first, never freed under it.
-  if (SolverIsRunning()) {
-    RequestSolverStop();
-    WaitForSolver();
-  }
+  StopSolverAndWait();
   FreeTree();
   ReplyOk(tokens);
 }
 
 void CmdNodeCount(const Tokens& tokens) {
-  if (!TreeIsPresent()) ThrowCommandError("missing/incorrect tree");
+  RequireTree();
   const int rootStreet = GlobalContext->rootStreet;
   const NodeCounts counts = CountNodes(*SchematicRoot, rootStreet);
   PrintReply("H_DEC: %d\n", int(Sum(counts.decisions[1])));
@@ -72,6 +84,11 @@ void CmdEstimateSchematicTree(const Tokens& tokens) {
   PrintReply("estimated tree size: %lld MB\n", (long long)EstimatedTreeMegabytes(*GlobalContext, ActualCompression));
 }
 
+void CmdShowEffectiveStack(const Tokens& tokens) {
+  RequireTree();
+  PrintReply("%d\n", int(GlobalContext->effectiveStack));
+}
+
 void CmdSetCompression(const Tokens& tokens) {
   const int level = ParseCompressionLevel(tokens[1]);
   if (!TreeIsPresent()) {
@@ -81,11 +98,11 @@ void CmdSetCompression(const Tokens& tokens) {
   }
   // With a tree the level is applied at once: new stores, nothing solved
   // kept. A level that can't be applied is not recorded either.
-  if (SolverIsRunning()) ThrowCommandError("Can't do that when solver is running");
+  RequireSolverIdle();
   const int previous = CompressionLevel;
   CompressionLevel = level;
   try {
-    ApplyCompression(*GlobalContext);
+    SetUpTreeStores(*GlobalContext, level);
   } catch (...) {
     CompressionLevel = previous;
     throw;

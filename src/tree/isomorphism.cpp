@@ -6,9 +6,9 @@
 #include <string>
 #include <utility>
 
+#include "setup/console.h"
+#include "setup/failure.h"
 #include "setup/ranges.h"
-#include "shell/command_error.h"
-#include "shell/output.h"
 
 bool IsomorphismFlopRoots = true;
 bool IsomorphismTurnRoots = false;
@@ -145,7 +145,7 @@ void CheckRangeConsistency(CardMask flop, const std::array<std::vector<double>, 
                       "inconsistent range: %s P(%s) == %.2g, P(%s) == %.2g, use 'set_isomorphism 0 0' if intended",
                       PlayerNames[player], FormatCards(ComboMask[reference]).c_str(), range[reference],
                       FormatCards(ComboMask[c]).c_str(), range[c]);
-        ThrowCommandError(detail);
+        FailCommand(detail);
       }
     }
   }

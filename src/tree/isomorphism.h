@@ -33,7 +33,7 @@ void PermuteRange(CardMask flop, CardMask turn, CardMask river, double* out, con
 // out[c] = in[canonical c]: the way back for a 1326 vector of values.
 void UnpermuteValues(CardMask flop, CardMask turn, CardMask river, double* out, const float* in);
 
-// Throws CommandError "inconsistent range: ..." when a hand class of a
+// Throws CommandFailure "inconsistent range: ..." when a hand class of a
 // player holds different weights among the combos that miss the flop.
 void CheckRangeConsistency(CardMask flop, const std::array<std::vector<double>, 2>& ranges);
 

@@ -7,10 +7,10 @@
 // rely on nothing else, and the trie stays a valid one at every step.
 #include <cmath>
 
-#include "solver/solver_control.h"
 #include "shell/command_error.h"
 #include "shell/output.h"
 #include "shell/parse.h"
+#include "shell/tree_lifecycle.h"
 #include "tree/node_path.h"
 #include "tree/schematic_tree.h"
 #include "tree/tree_build.h"
@@ -62,9 +62,9 @@ void CmdClearLines(const Tokens& tokens) {
 void CmdCutLine(const Tokens& tokens) {
   const NodePath path = ParsePath(tokens[1]);
   if (!path.node || !path.node->parent) ThrowCommandError("can't cut root");
-  if (SolverIsRunning()) ThrowCommandError("Can't do that when solver is running");
+  RequireSolverIdle();
   // The betting history goes on all boards; the cards of the path don't matter.
   EraseNode(path.node);
-  RebuildTree(true);
+  RebuildTreeFromSetUp();
   ReplyOk(tokens);
 }

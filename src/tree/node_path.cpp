@@ -8,14 +8,14 @@
 #include "eval/rule_settings.h"
 #include "setup/board.h"
 #include "setup/cards.h"
-#include "shell/command_error.h"
-#include "shell/parse.h"
+#include "setup/failure.h"
+#include "setup/numbers.h"
+#include "tree/global_context.h"
 #include "tree/solver_context.h"
-#include "solver/solver_control.h"
 
 namespace {
 
-[[noreturn]] void ThrowIncorrectPath() { ThrowCommandError("incorrect path"); }
+[[noreturn]] void ThrowIncorrectPath() { FailCommand("incorrect path"); }
 
 int SingleCard(CardMask mask) { return mask ? std::countr_zero(mask) : -1; }
 
@@ -39,7 +39,7 @@ int ReadDealtCard(const std::string& token, const NodePath& path) {
   CardMask mask;
   try {
     mask = ParseCards(token);
-  } catch (const CommandError&) {
+  } catch (const CommandFailure&) {
     ThrowIncorrectPath();
   }
   if (std::popcount(mask) != 1) ThrowIncorrectPath();
@@ -75,7 +75,7 @@ int StreetNumber(const SchematicNode& node) {
 
 NodePath ParsePath(const std::string& text) {
   // Steps 1-3: the place above the root, then the root.
-  if (!TreeIsPresent()) ThrowCommandError("missing/incorrect tree");
+  if (!TreeIsPresent()) FailCommand("missing/incorrect tree");
   const std::vector<std::string> tokens = SplitAtColons(text);
   if (tokens[0] != "r") ThrowIncorrectPath();
   NodePath path;

@@ -16,7 +16,7 @@ struct NodePath {
   bool pendingDeal = false;  // the last step closed a street; its card is not named
 };
 
-// Fails with CommandError: "missing/incorrect tree", "incorrect path", or
+// Fails with CommandFailure: "missing/incorrect tree", "incorrect path", or
 // the number conversion's invalid-argument error after "b".
 NodePath ParsePath(const std::string& text);
 // Line edits after a build put the trie out of step with the built tree.

@@ -16,12 +16,12 @@
 #include "shell/command_error.h"
 #include "shell/output.h"
 #include "shell/parse.h"
-#include "tree/solver_context.h"
-#include "solver/solver_control.h"
+#include "tree/global_context.h"
 #include "tree/isomorphism.h"
 #include "tree/node_board.h"
 #include "tree/node_path.h"
 #include "tree/schematic_tree.h"
+#include "tree/solver_context.h"
 #include "tree/tree_commands.h"
 
 namespace {

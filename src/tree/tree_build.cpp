@@ -4,30 +4,23 @@
 #include <bit>
 #include <memory>
 
-#include "eval/rule_settings.h"
 #include "setup/board.h"
+#include "setup/failure.h"
 #include "setup/ranges.h"
-#include "setup/settings.h"
-#include "shell/command_error.h"
-#include "shell/output.h"
-#include "tree/solver_context.h"
-#include "solver/solver_control.h"
 #include "storage/thread_scratch.h"
-#include "storage/store_setup.h"
 #include "tree/board_tree_build.h"
 #include "tree/flatten.h"
+#include "tree/global_context.h"
 #include "tree/isomorphism.h"
 #include "tree/node_list.h"
 #include "tree/root_weights.h"
 #include "tree/schematic_tree.h"
+#include "tree/solver_context.h"
+#include "tree/store_setup.h"
 
 namespace {
 
-constexpr int MaxBoardThreads = 4;
-
 int SingleCard(CardMask mask) { return mask ? std::countr_zero(mask) : -1; }
-
-int RootStreetOf(const BoardCards& board) { return 1 + (board.turn ? 1 : 0) + (board.river ? 1 : 0); }
 
 // The hands of the root board in the client's suits, with float weights as
 // the tree will hold them. Suit maps keep pairs compatible and weights
@@ -47,13 +40,12 @@ double ClientJointTotal(const BoardCards& board, const std::array<std::vector<do
   return JointTotal(hands, weights[0].data(), weights[1].data());
 }
 
-// Steps 1 to 3 of building the boards: the working ranges, the BoardTree,
+// Building the boards, in three steps: the working ranges, the BoardTree,
 // and the root's weights on the hand list of the root board.
-void BuildBoards(SolverContext& context, const BoardCards& board, const std::array<std::vector<double>, 2>& ranges,
-                 double jointTotal) {
-  const int rootStreet = context.rootStreet;
-  const bool isomorphism =
-      rootStreet == 1 ? IsomorphismFlopRoots : rootStreet == 2 ? IsomorphismTurnRoots : false;
+void BuildBoards(SolverContext& context, const BuildInput& build, double jointTotal) {
+  const BoardCards& board = build.board;
+  const std::array<std::vector<double>, 2>& ranges = build.ranges;
+  const bool isomorphism = build.isomorphism;
 
   context.clientFlop = board.flop;
   context.comboWeights = ranges;
@@ -73,9 +65,9 @@ void BuildBoards(SolverContext& context, const BoardCards& board, const std::arr
   input.turn = SingleCard(turn);
   input.river = SingleCard(river);
   input.ranges = &working;
-  input.lowCard = lowCard;
+  input.lowCard = build.lowCard;
   input.isomorphism = isomorphism;
-  input.threads = std::min(MaxBoardThreads, SolverThreadCount());
+  input.threads = build.boardThreads;
   context.boardTree = BuildBoardTree(input);
   const BoardTree& boards = *context.boardTree;
 
@@ -115,74 +107,55 @@ void MakeRiverLayouts(SolverContext& context) {
         std::make_unique<RiverLayout>(MakeRiverLayout(actions, context.boardTree->riverHandCounts));
 }
 
-// The three things a build needs, in the order they are reported. A
-// rebuild checks them again: cut_line can leave the root without lines.
-void CheckSpotIsComplete() {
-  const BoardCards& board = InputBoard;
-  if (Ranges[0].size() != HandCount || Ranges[1].size() != HandCount) ThrowCommandError("ranges not set");
-  if (!RangesAreFinite()) ThrowCommandError("ranges hold a weight that is not a finite number");
-  // A board whose cards repeat (left by a refused set_board) is no board.
-  const int expectedCards = 3 + (board.turn ? 1 : 0) + (board.river ? 1 : 0);
-  if (std::popcount(board.flop) != 3 || board.CardCount() != expectedCards) ThrowCommandError("board not set");
-  if (SchematicRoot->children.empty()) ThrowCommandError("lines not set");
-}
-
 }  // namespace
 
-void BuildTree() {
-  CheckSpotIsComplete();
-  if (SolverIsRunning()) ThrowCommandError("Can't do that when solver is running");
-  TreeInfoLines.clear();
-  RebuildTree(true);
+int RootStreetOf(const BoardCards& board) { return 1 + (board.turn ? 1 : 0) + (board.river ? 1 : 0); }
+
+void CheckSpotIsComplete(const BuildInput& input) {
+  const BoardCards& board = input.board;
+  const std::array<std::vector<double>, 2>& ranges = input.ranges;
+  if (ranges[0].size() != HandCount || ranges[1].size() != HandCount) FailCommand("ranges not set");
+  if (!RangesAreFinite(ranges)) FailCommand("ranges hold a weight that is not a finite number");
+  // A board whose cards repeat (left by a refused set_board) is no board.
+  const int expectedCards = 3 + (board.turn ? 1 : 0) + (board.river ? 1 : 0);
+  if (std::popcount(board.flop) != 3 || board.CardCount() != expectedCards) FailCommand("board not set");
+  if (input.trie->children.empty()) FailCommand("lines not set");
 }
 
-void RebuildTree(bool withCompressionStep) {
-  CheckSpotIsComplete();
-  // 1. The tree keeps its own copies: set_board and set_range after this
-  // don't reach it. The board becomes the tree's only with the tree: node
-  // paths read their cards against it.
-  const BoardCards board = InputBoard;
-  const std::array<std::vector<double>, 2> ranges = Ranges;
+void BuildTree(const BuildInput& input) {
+  CheckSpotIsComplete(input);
+  const int rootStreet = input.rootStreet;
 
-  // 2. Root street and effective stack.
-  const int rootStreet = RootStreetOf(board);
-  const int64_t effectiveStack = SchematicEffectiveStack();
+  // Isomorphism on the flop needs ranges alike in all suits.
+  if (rootStreet == 1 && input.isomorphism) CheckRangeConsistency(input.board.flop, input.ranges);
 
-  // 3. Isomorphism needs ranges alike in all suits.
-  if (rootStreet == 1 && IsomorphismFlopRoots) CheckRangeConsistency(board.flop, ranges);
+  // Flatten; a line past the river fails while the old tree stands.
+  const std::vector<FlatLine> lines = FlattenTrie(*input.trie, rootStreet, input.halfPot);
+  if (HasLineBeyondRiver(lines)) FailCommand("invalid line");
+  const double jointTotal = ClientJointTotal(input.board, input.ranges);
+  if (jointTotal == 0.0) FailCommand("ranges have no compatible hands");
 
-  // 4, 5. Flatten; a line past the river fails while the old tree stands.
-  const std::vector<FlatLine> lines = FlattenTrie(*SchematicRoot, rootStreet, TotalPot() * 0.5);
-  if (HasLineBeyondRiver(lines)) ThrowCommandError("invalid line");
-  const double jointTotal = ClientJointTotal(board, ranges);
-  if (jointTotal == 0.0) ThrowCommandError("ranges have no compatible hands");
-
-  // 6-9. The new tree is made beside the old one, so that every failure up
-  // to the store set-up leaves the old tree in place.
+  // The new tree is made beside the old one, so that every failure up to
+  // the store set-up leaves the old tree in place.
   auto context = std::make_unique<SolverContext>();
   context->rootStreet = rootStreet;
-  context->effectiveStack = effectiveStack;
+  context->effectiveStack = input.effectiveStack;
   BuildNodeList(*context, lines);
-  BuildBoards(*context, board, ranges, jointTotal);
+  BuildBoards(*context, input, jointTotal);
   MakeRiverLayouts(*context);
 
-  // 10. Stores. A level this build can't store is refused before the old
-  // tree goes when the level is given; an automatic level that resolves to
-  // one is known only after the old tree has given its memory back, and
-  // then no tree is left.
-  if (withCompressionStep && CompressionLevel != AutoCompression) CheckLevelStorable(rootStreet, CompressionLevel);
+  // A level this build can't store is refused before the old tree goes
+  // when the level is given; an automatic level that resolves to one is
+  // known only after the old tree has given its memory back, and then the
+  // compression step leaves no tree.
+  if (input.compressionStep && input.compressionLevel != AutoCompression)
+    CheckLevelStorable(rootStreet, input.compressionLevel);
   FreeTree();
   GlobalContext = context.release();
-  TreeBoard = board;
+  // The board becomes the tree's only with the tree: node paths read their
+  // cards against it.
+  TreeBoard = input.board;
   WriteTrieIndexes(lines);
-  if (withCompressionStep) {
-    try {
-      ApplyCompression(*GlobalContext);
-    } catch (...) {
-      FreeTree();
-      throw;
-    }
-  }
 }
 
 void FreeTree() {

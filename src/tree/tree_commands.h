@@ -14,6 +14,7 @@ void CmdBuildTree(const Tokens& tokens);
 void CmdFreeTree(const Tokens& tokens);
 void CmdNodeCount(const Tokens& tokens);
 void CmdEstimateSchematicTree(const Tokens& tokens);
+void CmdShowEffectiveStack(const Tokens& tokens);
 void CmdSetCompression(const Tokens& tokens);
 void CmdShowMemory(const Tokens& tokens);
 

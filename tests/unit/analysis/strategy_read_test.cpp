@@ -240,6 +240,9 @@ TEST_F(StrategyQueries, Refusals) {
       ADD_FAILURE() << "no error";
     } catch (const CommandError& error) {
       EXPECT_NE(std::string(error.what()).find(c.error), std::string::npos) << error.what();
+    } catch (const CommandFailure& failure) {
+      const std::string line = CommandErrorLine(failure);
+      EXPECT_NE(line.find(c.error), std::string::npos) << line;
     }
   }
 }

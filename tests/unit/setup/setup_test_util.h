@@ -5,16 +5,22 @@
 
 #include <string>
 
+#include "shell/command_error.h"
 #include "shell/output.h"
 #include "shell/shell_state.h"
 #include "shell/tokenize.h"
 
-// CommandError and std::invalid_argument pass through to the test; on
-// success the reply buffer is flushed into the returned text.
+// CommandError and std::invalid_argument pass through to the test, and a
+// CommandFailure from below the handler comes out as the CommandError of
+// its line; on success the reply buffer is flushed into the returned text.
 template <typename Handler>
 std::string RunHandler(Handler handler, const Tokens& tokens) {
   CurrentCommand = tokens[0];
-  handler(tokens);
+  try {
+    handler(tokens);
+  } catch (const CommandFailure& failure) {
+    throw CommandError(CommandErrorLine(failure));
+  }
   testing::internal::CaptureStdout();
   FlushReply();
   return testing::internal::GetCapturedStdout();

@@ -57,7 +57,7 @@ class DealTest : public SolverFixture {
     SetRanges(SymmetricRanges);
     SetBoard(spot.flop, spot.turn, spot.river);
     for (const char* line : spot.lines) AddLines({line});
-    BuildTree();
+    BuildTreeFromSetUp();
     AllocateStores();
   }
 };

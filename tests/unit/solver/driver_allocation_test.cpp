@@ -9,6 +9,7 @@
 #include "solver/solver_control.h"
 #include "solver/solver_driver.h"
 #include "solver_test_util.h"
+#include "shell/tree_lifecycle.h"
 #include "tree/tree_build.h"
 
 namespace {
@@ -47,7 +48,7 @@ TEST_F(DriverAllocationTest, GoAnswersOutOfMemoryAndTheTreeStaysUsable) {
   SetBoard("Qs Jh 2h", "8d", "3c");
   SetRanges([](int, int combo) { return combo % 3 == 0 ? 1.0 : 0.0; });
   AddLines({"0 0", "0 50 50", "50 50"});
-  BuildTree();
+  BuildTreeFromSetUp();
   SolverContext& context = Context();
   // The last decision's regrets can't get memory; everything else can. The
   // root has its memory already, as after set_strategy.
@@ -78,7 +79,7 @@ TEST_F(DriverAllocationTest, GoAnswersOutOfMemoryAndTheTreeStaysUsable) {
   EXPECT_GE(record.exploitability, -1e-4);
 
   // With memory back, the same tree solves.
-  BuildTree();
+  BuildTreeFromSetUp();
   CurrentCommand = "go";
   CmdGo({"go", "3", "steps"});
   WaitForSolver();

@@ -41,7 +41,7 @@ class DriverRunTest : public SolverFixture {
   }
   static void Build(std::initializer_list<const char*> lines) {
     AddLines(lines);
-    BuildTree();
+    BuildTreeFromSetUp();
   }
   // go with the given words; the solver's whole output once it has stopped.
   static std::string Go(const std::string& words) {

@@ -47,7 +47,7 @@ TEST_F(LocksTest, LockedAlwaysBetIsAnsweredByTheBestResponse) {
   });
   SetBoard("Qs Jh 2h", "8d", "3c");
   AddLines({"0 0", "0 50 50", "50 50"});
-  BuildTree();
+  BuildTreeFromSetUp();
   AllocateStores();
   SolverContext& c = Context();
   const TreeNode& root = c.nodes[0];
@@ -94,7 +94,7 @@ TEST_F(LocksTest, ComboLockMasksExactlyTheGivenHands) {
   SetRanges([](int, int combo) { return ClassWeight(combo, {{"AK", 1.0}, {"76", 1.0}}); });
   SetBoard("Qs Jh 2h", "8d", "3c");
   AddLines({"0 0", "50 50"});
-  BuildTree();
+  BuildTreeFromSetUp();
   AllocateStores();
   SolverContext& c = Context();
   Tokens command = HandCommand({"combo_lock_node", "r:0"}, 0.0);

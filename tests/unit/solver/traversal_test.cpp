@@ -96,7 +96,7 @@ TEST_F(TraversalTest, UniformPlayGivesHandComputedValues) {
       AddLines({"0 0", "0 50 50"});
     else
       AddLines({"0 0"});
-    BuildTree();
+    BuildTreeFromSetUp();
     AllocateStores();
     const Measurement m = Measure();
     EXPECT_NEAR(m.evOop, c.evOop, 1e-4);
@@ -117,7 +117,7 @@ TEST_F(TraversalTest, RiverSolveAgreesWithBruteForceReference) {
   });
   SetBoard("Qs Jh 2h", "8d", "3c");
   AddLines({"0 0", "0 50 50", "0 50 150 150", "50 50", "50 150 150", "100 100"});
-  BuildTree();
+  BuildTreeFromSetUp();
   AllocateStores();
   const std::vector<double> ranges[2] = {Range(0), Range(1)};
   const ReferenceRiverGame game(Context(), ParseCards(RiverBoard), ranges);
@@ -172,7 +172,7 @@ TEST_F(TraversalTest, LocksBindBestResponsesAndUpdates) {
   const Case cases[] = {{0, (-25.0 + 75.0) / 2}, {ComboLockedFlag, (-50.0 + 75.0) / 2}, {LockedFlag, (-50.0 + 62.5) / 2}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.flags);
-    BuildTree();
+    BuildTreeFromSetUp();
     AllocateStores();
     TreeNode& ipNode = Context().nodes[size_t(Context().nodes[0].children[0])];
     ASSERT_EQ(ipNode.player, 1);

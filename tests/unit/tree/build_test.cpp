@@ -9,7 +9,7 @@
 #include "build_test_util.h"
 #include "eval/evaluate_cards.h"
 #include "shell/command_error.h"
-#include "storage/store_setup.h"
+#include "tree/store_setup.h"
 #include "tree/board_tree_build.h"
 #include "tree/node_list.h"
 #include "tree/showdown_tables.h"
@@ -18,9 +18,11 @@ namespace {
 
 std::string BuildError() {
   try {
-    BuildTree();
+    BuildTreeFromSetUp();
   } catch (const CommandError& error) {
     return error.what();
+  } catch (const CommandFailure& failure) {
+    return CommandErrorLine(failure);
   }
   return "no error";
 }
@@ -61,7 +63,7 @@ TEST_F(BuildFixture, RefusalsComeInOrderAndLeaveTheOldTree) {
   EXPECT_EQ(BuildError(), "ERROR: build_tree lines not set\n");
 
   AddLines({"0 0"});
-  BuildTree();
+  BuildTreeFromSetUp();
   SolverContext* old = GlobalContext;
   ASSERT_NE(old, nullptr);
 
@@ -92,7 +94,7 @@ TEST_F(BuildFixture, RefusalsComeInOrderAndLeaveTheOldTree) {
   EXPECT_NE(BuildError().find("inconsistent range: OOP"), std::string::npos);
   EXPECT_EQ(GlobalContext, old);
   IsomorphismFlopRoots = false;
-  BuildTree();
+  BuildTreeFromSetUp();
   EXPECT_NE(GlobalContext, nullptr);
 }
 
@@ -100,7 +102,7 @@ TEST_F(BuildFixture, RiverRootHasOneDealAndChanceRecordsOnlyAtTheRoot) {
   SetRanges(AllOnes);
   SetBoard("Qs Jh 2h", "3c", "4d");
   AddLines({"0 0", "50 50", "50 150 150"});
-  BuildTree();
+  BuildTreeFromSetUp();
   const SolverContext& context = Context();
   const BoardTree& boards = *context.boardTree;
   ASSERT_EQ(boards.turns.size(), 1u);
@@ -137,7 +139,7 @@ TEST_F(BuildFixture, NodeListFollowsTheTrie) {
   // Flop bet and call; flop check-check, then a turn bet that is called or
   // folded; flop check, bet 30, fold or call.
   AddLines({"100 100", "0 0 50 50", "0 30 30"});
-  BuildTree();
+  BuildTreeFromSetUp();
   const SolverContext& context = Context();
   const std::vector<TreeNode>& nodes = context.nodes;
 
@@ -192,7 +194,7 @@ TEST_F(BuildFixture, HandListsAreSortedAndMatchADirectEvaluation) {
   SetRanges(ByRanks);
   SetBoard("Qs Jh 2h");
   AddLines({"0 0"});
-  BuildTree();
+  BuildTreeFromSetUp();
   const BoardTree& boards = *Context().boardTree;
   const CardMask flop = ParseCards("Qs Jh 2h");
 
@@ -296,7 +298,7 @@ TEST_F(BuildFixture, SecondKeyOrdersTiesOnFiveCardBoards) {
   SetRanges(AllOnes);
   SetBoard("Ac Kd Qh", "Js", "Tc");
   AddLines({"0 0"});
-  BuildTree();
+  BuildTreeFromSetUp();
   const BoardNode& river = Context().boardTree->turns[0].rivers[0];
   ASSERT_EQ(river.tieRuns.size(), 1u);
   EXPECT_EQ(river.tieRuns[0], river.HandCount());
@@ -323,7 +325,7 @@ TEST_F(BuildFixture, TieTablesCoverEveryRiverList) {
   SetRanges(ByRanks);
   SetBoard("9c 8c 7d");
   AddLines({"0 0"});
-  BuildTree();
+  BuildTreeFromSetUp();
   for (const BoardNode& turn : Context().boardTree->turns)
     for (const BoardNode& river : turn.rivers) {
       int sum = 0, smallIndex = 0, largeIndex = 0;
@@ -387,7 +389,7 @@ TEST_F(BuildFixture, RiverLayoutsAndElementCounts) {
   });
   SetBoard("2c 3d 4h", "5s", "7c");
   AddLines({"50 50", "0 0"});
-  BuildTree();
+  BuildTreeFromSetUp();
   const SolverContext& context = Context();
   ASSERT_EQ(context.shapes.size(), 3u);
   for (int actions = 1; actions <= 2; ++actions) {
@@ -424,11 +426,11 @@ TEST_F(BuildFixture, IsomorphicTreesAgreeWithPlainTrees) {
     SCOPED_TRACE(flop);
     SetBoard(flop);
     IsomorphismFlopRoots = false;
-    BuildTree();
+    BuildTreeFromSetUp();
     std::unique_ptr<SolverContext> plain(GlobalContext);
     GlobalContext = nullptr;
     IsomorphismFlopRoots = true;
-    BuildTree();
+    BuildTreeFromSetUp();
     const SolverContext& iso = Context();
     ASSERT_TRUE(iso.flags & IsomorphismOnFlag);
     EXPECT_EQ(iso.clientFlop, ParseCards(flop));
@@ -476,6 +478,27 @@ TEST_F(BuildFixture, IsomorphicTreesAgreeWithPlainTrees) {
   }
 }
 
+// The build reads its input only: a set-up changed after the gathering
+// doesn't reach the tree. Stores come with the compression step.
+TEST_F(BuildFixture, BuildReadsItsInputAndStoresComeAfter) {
+  SetRanges(AllOnes);
+  SetBoard("Qs Jh 2h");
+  AddLines({"0 0"});
+  const BuildInput input = GatherBuildInput();
+  SetBoard("Ac Kd 7s");
+  Ranges = {};
+  EXPECT_EQ(CurrentTreeState(), TreeState::NoTree);
+  BuildTree(input);
+  EXPECT_EQ(CurrentTreeState(), TreeState::Built);
+  EXPECT_EQ(TreeBoard.flop, ParseCards("Qs Jh 2h"));
+  EXPECT_EQ(Context().clientFlop, ParseCards("Qs Jh 2h"));
+  EXPECT_EQ(Context().comboWeights[1], std::vector<double>(HandCount, 1.0));
+  SetUpTreeStores(Context(), CompressionLevel);
+  EXPECT_EQ(CurrentTreeState(), TreeState::StoresSetUp);
+  FreeTree();
+  EXPECT_EQ(CurrentTreeState(), TreeState::NoTree);
+}
+
 TEST_F(BuildFixture, StoreSetUpFollowsTheRootStreetAndLevel) {
   SetRanges(AllOnes);
   AddLines({"0 0", "50 50"});
@@ -483,7 +506,7 @@ TEST_F(BuildFixture, StoreSetUpFollowsTheRootStreetAndLevel) {
   // Turn root: levels are ignored for the stores, the scale follows the pot.
   SetBoard("Qs Jh 2h", "3c");
   CompressionLevel = 2;
-  BuildTree();
+  BuildTreeFromSetUp();
   EXPECT_EQ(ActualCompression, 2);
   EXPECT_EQ(Context().storeLevels[0], 0);
   EXPECT_EQ(Context().storeLevels[1], 0);
@@ -494,7 +517,7 @@ TEST_F(BuildFixture, StoreSetUpFollowsTheRootStreetAndLevel) {
   // Flop root at "fast": the sum level 3 brings the lower iteration cap.
   SetBoard("Qs Jh 2h");
   CompressionLevel = 5;
-  BuildTree();
+  BuildTreeFromSetUp();
   EXPECT_EQ(ActualCompression, 5);
   EXPECT_EQ(Context().storeLevels[0], 0);
   EXPECT_EQ(Context().storeLevels[1], 3);

@@ -20,6 +20,7 @@
 #include "solver/solver_control.h"
 #include "tree/isomorphism.h"
 #include "tree/schematic_tree.h"
+#include "shell/tree_lifecycle.h"
 #include "tree/tree_build.h"
 #include "tree/tree_commands.h"
 #include "tree_test_util.h"

@@ -214,8 +214,8 @@ TEST_F(Isomorphism, RangeConsistency) {
       try {
         CheckRangeConsistency(flop, ranges);
         ADD_FAILURE() << "accepted";
-      } catch (const CommandError& error) {
-        EXPECT_EQ(error.what(), c.error);
+      } catch (const CommandFailure& error) {
+        EXPECT_EQ(CommandErrorLine(error), c.error);
       }
     }
   }

@@ -20,8 +20,8 @@ std::string Outcome(const std::string& text) {
   try {
     ParsePath(text);
     return "ok";
-  } catch (const CommandError& error) {
-    return error.what();
+  } catch (const CommandFailure& failure) {
+    return CommandErrorLine(failure);
   } catch (const std::invalid_argument&) {
     return "invalid value";
   }

@@ -13,7 +13,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 struct SolverContext;
 struct TreeNode;
@@ -26,9 +25,6 @@ inline constexpr int FastCompression = 5;
 // "auto", "none", "low", "medium", "high", "max", "fast" for -1 to 5; "?"
 // for anything else.
 const char* CompressionWord(int level);
-// A level word, or a number clamped to -1..5. A token that is neither
-// throws std::invalid_argument.
-int ParseCompressionLevel(const std::string& token);
 
 struct StoreLevelPair {
   int regret;  // a: the first store of river nodes
@@ -47,19 +43,23 @@ int ResolveAutoLevel(int64_t bytes, int64_t budget, int flopSuits);
 // tree's StoreLevels, and adds its first store's elements to the count of
 // its street.
 void BuildStores(SolverContext& context, TreeNode& node);
-// Throws the CommandError of a resolved level 0..5 that needs the
+// Throws the CommandFailure of a resolved level 0..5 that needs the
 // compressed river store on a tree of this root street.
 void CheckLevelStorable(int rootStreet, int level);
-// Solver limits, StoreLevels, regret scale, then the stores of every
-// decision node not on a forgotten street, then the byte counts. Memory is
-// not taken here. Throws CommandError for levels needing the compressed
-// river store on a flop tree, before it changes anything.
+// StoreLevels, regret scale, then the stores of every decision node not on
+// a forgotten street, then the byte counts; the run's counters start
+// again. Memory is not taken here. Throws CommandFailure for levels needing
+// the compressed river store on a flop tree, before it changes anything.
+// The caller sets the solver limits that go with the levels and forgets
+// the measurements of the old stores.
 void SetUpStores(SolverContext& context, int a, int b);
-// Resolves CompressionLevel (the automatic choice by memory included),
-// records it in ActualCompression and sets up the stores. Throws
-// CommandError with the solver running, or for a level this build can't
-// store; the tree then keeps consistent stores of its previous levels.
-void ApplyCompression(SolverContext& context);
+// Resolves a level (the automatic choice by memory included), records it
+// in ActualCompression and sets up the stores. The automatic choice counts
+// the uncompressed bytes first and leaves them in countedBytes (else -1),
+// also when it then fails. Throws CommandFailure for a level this build
+// can't store; the tree then keeps consistent stores of its previous
+// levels. Not while a solver runs: the caller checks.
+void ApplyCompression(SolverContext& context, int level, int64_t& countedBytes);
 
 // The byte counts of streets 1 to 3 together.
 int64_t UncompressedStoreBytes(const SolverContext& context);

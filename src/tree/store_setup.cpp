@@ -1,19 +1,11 @@
-#include "storage/store_setup.h"
+#include "tree/store_setup.h"
 
 #include <bit>
-#include <cfloat>
 #include <cmath>
 #include <cstdio>
-#include <stdexcept>
 
+#include "setup/failure.h"
 #include "setup/settings.h"
-#include "shell/command_error.h"
-#include "shell/output.h"
-#include "shell/parse.h"
-#include "shell/shell_state.h"
-#include "tree/solver_context.h"
-#include "solver/solver_driver.h"
-#include "solver/solver_control.h"
 #include "storage/flop_store.h"
 #include "storage/physical_memory.h"
 #include "storage/river_float_store.h"
@@ -21,6 +13,7 @@
 #include "storage/river_sum_store.h"
 #include "storage/river_u16_store.h"
 #include "storage/turn_store.h"
+#include "tree/solver_context.h"
 
 namespace {
 
@@ -52,7 +45,7 @@ bool NeedsCompressedRiver(int a, int b) { return a == 1 || a == 2 || b == 1 || b
                 "compression level %d (%s) needs the compressed river store, which this build lacks; use "
                 "'set_compression fast' or 'none'",
                 level, CompressionWord(level));
-  ThrowCommandError(detail);
+  FailCommand(detail);
 }
 
 bool KeepsSecondStore(const SolverContext& context) { return context.averaging != 0; }
@@ -79,15 +72,6 @@ std::unique_ptr<StrategyStore> MakeSecondRiverStore(const SolverContext& context
 const char* CompressionWord(int level) {
   if (level < MinCompressionLevel || level > MaxCompressionLevel) return "?";
   return LevelWords[level + 1];
-}
-
-int ParseCompressionLevel(const std::string& token) {
-  for (int level = MinCompressionLevel; level <= MaxCompressionLevel; ++level)
-    if (token == CompressionWord(level)) return level;
-  const int number = ParseInt(token);
-  if (number < MinCompressionLevel) return MinCompressionLevel;
-  if (number > MaxCompressionLevel) return MaxCompressionLevel;
-  return number;
 }
 
 StoreLevelPair LevelPair(int level) {
@@ -146,27 +130,18 @@ void SetUpStores(SolverContext& context, int a, int b) {
   // Refused before anything changes, so the tree keeps the stores it has.
   if (context.rootStreet == 1 && NeedsCompressedRiver(a, b)) ThrowNoCompressedRiver(LevelOfPair(a, b));
 
-  // 1. Solver limits that go with the levels.
-  context.iterationCap = b == 3 ? 2200 : 9000;
-  if (context.rootStreet == 3) {
-    context.strategyWeightExponent = 4.0;
-    context.strategyWeightCap = DBL_MAX;
-  } else {
-    context.strategyWeightExponent = 1.5;
-    context.strategyWeightCap = 262143.0;
-  }
-  context.tieAveragingLimit = a == 2 ? 30 : 0;
-
-  // 2. Only flop trees compress; later roots keep float rivers.
+  // Only flop trees compress; later roots keep float rivers. The solver
+  // limits that go with the levels are the solver's to set.
   context.storeLevels[0] = context.rootStreet == 1 ? a : 0;
   context.storeLevels[1] = context.rootStreet == 1 ? b : 0;
 
-  // 3. A tree whose every end pays 0 has no scale to set; it takes that of
+  // A tree whose every end pays 0 has no scale to set; it takes that of
   // a payoff of one chip rather than an infinite one.
   const double payoff = context.maxPayoff > 0.0 ? context.maxPayoff : 1.0;
   context.regretScale = std::exp2(PrecisionExponent) * 125.0 / payoff;
 
-  // 4. The stores. What the old ones held is gone, and with it the run.
+  // The stores. What the old ones held is gone, and with it the run; the
+  // measurements of that run are the solver's to forget.
   for (int64_t& count : context.elementCounts) count = 0;
   for (TreeNode& node : context.nodes) {
     if (node.IsEnd()) continue;
@@ -176,31 +151,29 @@ void SetUpStores(SolverContext& context, int a, int b) {
   context.storesReady = 0;
   context.iteration = 0;
   context.resultsIteration = -1;
-  ClearSolverHistory();
 
-  // 5. Byte estimates: 2 bytes of regret per element, and 4 of strategy sum
+  // Byte estimates: 2 bytes of regret per element, and 4 of strategy sum
   // where the tree keeps one.
   const int64_t bytesPerElement = KeepsSecondStore(context) ? 6 : 2;
   for (int street = 0; street < 4; ++street) context.storeBytes[street] = context.elementCounts[street] * bytesPerElement;
 }
 
-void ApplyCompression(SolverContext& context) {
-  if (SolverIsRunning()) ThrowCommandError("Can't do that when solver is running");
-  int level = CompressionLevel;
+void ApplyCompression(SolverContext& context, int level, int64_t& countedBytes) {
   const StoreLevelPair previous{context.storeLevels[0], context.storeLevels[1]};
   bool counted = false;
+  countedBytes = -1;
   if (level == AutoCompression) {
     SetUpStores(context, 0, 0);  // only to count
     counted = true;
     const int64_t bytes = UncompressedStoreBytes(context);
-    if (Verbosity > 0) PrintReply("[uncompressed storage %lld MB]\n", (long long)(bytes / 1024 / 1024));
+    countedBytes = bytes;
     const PhysicalMemory memory = ReadPhysicalMemory();
     const int64_t budget = int64_t(0.9 * double(memory.available));
     level = ResolveAutoLevel(bytes, budget, FlopSuitCount(context));
   }
   try {
     CheckLevelStorable(context.rootStreet, level);
-  } catch (const CommandError&) {
+  } catch (const CommandFailure&) {
     // The count replaced the stores; put back those of the levels in force.
     if (counted && (previous.regret != 0 || previous.sum != 0)) SetUpStores(context, previous.regret, previous.sum);
     throw;

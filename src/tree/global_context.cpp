@@ -1,0 +1,5 @@
+#include "tree/global_context.h"
+
+SolverContext* GlobalContext = nullptr;
+
+bool TreeIsPresent() { return GlobalContext != nullptr; }
