@@ -130,7 +130,7 @@ TEST_F(LocksTest, RiverRowsGuardHoldsTheTurnsDealMutex) {
   SetRanges([](int, int combo) { return ClassWeight(combo, {{"AK", 1.0}, {"76", 1.0}}); });
   SetBoard("Qs Jh 2h");
   AddLines({"0 0 0 0 0 0"});
-  BuildTree();
+  BuildTreeFromSetUp();
   AllocateStores();
   SolverContext& c = Context();
   TreeNode* river = nullptr;

@@ -17,7 +17,7 @@ TEST_F(BuildFixture, ClientCombosCrossTheSuitMapBothWays) {
   SetRanges([](int, int) { return 1.0; });
   AddLines({"0 0"});
   SetBoard("Qs Jh 2h");
-  BuildTree();
+  BuildTreeFromSetUp();
   const SolverContext& context = Context();
   ASSERT_TRUE(context.flags & IsomorphismOnFlag);
   std::vector<double> values(HandCount);
