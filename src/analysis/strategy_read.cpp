@@ -23,17 +23,6 @@ namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
-// The rows of a forgotten street come back on demand, solved for this
-// deal. Nothing forgets streets yet, so forgottenStreet stays below 0 and
-// this returns at once; the subgame solve goes here when it does.
-void RestoreForgottenStreet(const SolverContext& context, const TreeNode& node, const DealIndexes& deal) {
-  if (context.forgottenStreet < 0 || node.street < context.forgottenStreet) return;
-  const bool cardGiven = node.street == 3 ? deal.river >= 0 : node.street == 2 ? deal.turn >= 0 : false;
-  if (!cardGiven) return;
-  // Here the subgame from the top of the forgotten street is rebuilt and
-  // solved for this deal, once streets can be forgotten.
-}
-
 }  // namespace
 
 void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector<std::vector<double>>& rows) {
@@ -43,7 +32,6 @@ void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector
   rows.assign(size_t(actions), std::vector<double>(HandCount, NaN));
   const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
   if (!NodeDealComplete(node, deal) || actions == 0) return;
-  RestoreForgottenStreet(context, node, deal);
 
   std::lock_guard<std::mutex> passLock(PassMutex);
   TakePassSettings(context);
