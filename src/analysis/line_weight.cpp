@@ -50,8 +50,8 @@ void GatherInto(std::vector<float>& reach, const std::vector<uint16_t>& index) {
 }
 
 // Steps 2 to 6 with the pass mutex held and the river rows open.
-void ComputeLineWeight(SolverContext& context, const std::vector<int>& line, int turnCard, int riverCard,
-                       double* out) {
+void ComputeLineWeight(SolverContext& context, const Pass& pass, const std::vector<int>& line, int turnCard,
+                       int riverCard, double* out) {
   std::fill(out, out + HandCount, NaN);
   const DealIndexes deal = FindDeal(context, turnCard, riverCard);
   if (deal.unknownCard) return;
@@ -80,7 +80,7 @@ void ComputeLineWeight(SolverContext& context, const std::vector<int>& line, int
     const int action = int(std::find(children.begin(), children.end(), line[k + 1]) - children.begin());
     const int32_t hands = int32_t(reach[0].size());
     rows.resize(size_t(node.ActionCount()));
-    AverageStrategy(context, node, turn, river, hands, rows.data());
+    AverageStrategy(context, pass, node, turn, river, hands, rows.data());
     std::vector<float>& acting = reach[size_t(node.player)];
     const float* row = rows[size_t(action)].data;
     for (int32_t h = 0; h < hands; ++h) acting[size_t(h)] *= row[h];
@@ -135,10 +135,10 @@ void LineWeight(int nodeIndex, int turnCard, int riverCard, double* out) {
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   const int riverTop = FirstRiverDecision(context, line);
   std::lock_guard<std::mutex> passLock(PassMutex);
-  TakePassSettings(context);
+  const Pass pass = StartPass(context, TraversalMode::NodeQuery, 0);
   const int turn = FindDeal(context, turnCard, riverCard).turn;
   OpenTurnRows(context, riverTop, turn);
-  ComputeLineWeight(context, line, turnCard, riverCard, out);
+  ComputeLineWeight(context, pass, line, turnCard, riverCard, out);
   CloseTurnRows(context, riverTop, turn);
 }
 
@@ -153,7 +153,7 @@ double LineWeightTotalOverDeals(int nodeIndex, const std::vector<TurnGroup>& gro
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   const int riverTop = FirstRiverDecision(context, line);
   std::lock_guard<std::mutex> passLock(PassMutex);
-  TakePassSettings(context);
+  const Pass pass = StartPass(context, TraversalMode::NodeQuery, 0);
   const int threads = SolverThreadCount();
   double total = 0.0;
   std::vector<double> slots;
@@ -166,7 +166,7 @@ double LineWeightTotalOverDeals(int nodeIndex, const std::vector<TurnGroup>& gro
 #pragma omp parallel for schedule(dynamic, 1) num_threads(threads)
     for (int i = 0; i < count; ++i) {
       double weights[HandCount];
-      ComputeLineWeight(context, line, group.turn, group.rivers[size_t(i)], weights);
+      ComputeLineWeight(context, pass, line, group.turn, group.rivers[size_t(i)], weights);
       slots[size_t(i)] = TotalOf(weights);
     }
     CloseTurnRows(context, riverTop, turn);

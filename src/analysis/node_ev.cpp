@@ -109,7 +109,7 @@ void FillFrame(TraversalFrame& frame, SolverContext& context, TreeNode& node, in
 // mutex is held and the river rows are open; a store without memory reads as
 // the uniform strategy.
 Captured QueryPass(SolverContext& context, int player, const std::vector<int>& line, int dealTurn, int dealRiver) {
-  TakePassSettings(context);
+  Pass pass = StartPass(context, TraversalMode::NodeQuery, player);
   const BoardTree& boards = *context.boardTree;
   // Root weights as they stand; each decision multiplies its player's
   // reach by the average strategy of the action taken; the first node of
@@ -132,7 +132,7 @@ Captured QueryPass(SolverContext& context, int player, const std::vector<int>& l
     const int action = int(std::find(children.begin(), children.end(), line[k + 1]) - children.begin());
     const int32_t hands = int32_t(reach[0].size());
     rows.resize(size_t(node.ActionCount()));
-    AverageStrategy(context, node, turn, river, hands, rows.data());
+    AverageStrategy(context, pass, node, turn, river, hands, rows.data());
     std::vector<float>& acting = reach[size_t(node.player)];
     const float* row = rows[size_t(action)].data;
     if (row)
@@ -147,9 +147,7 @@ Captured QueryPass(SolverContext& context, int player, const std::vector<int>& l
   query.node = &target;
   query.turn = turn;
   query.river = river;
-  context.mode = QueryMode;
-  context.traverser = player;
-  context.nodeQuery = &query;
+  pass.query = &query;
   EnsureThreadScratch(context);
   {
     PoolScope pool(OwnPool());
@@ -159,11 +157,13 @@ Captured QueryPass(SolverContext& context, int player, const std::vector<int>& l
     // tree, a river on a turn tree.
     const bool deals = (turn < 0 && context.rootStreet == 1) || (river < 0 && context.rootStreet == 2);
     TraversalFrame ascend;
-    RunThreePhases(context, deals,
-                   [&](TraversalFrame& frame) { FillFrame(frame, context, target, turn, river, reachOpp, reachSelf); },
+    RunThreePhases(context, pass, deals,
+                   [&](TraversalFrame& frame) {
+                     FillFrame(frame, context, target, turn, river, reachOpp, reachSelf);
+                     frame.pass = &pass;
+                   },
                    ascend);
   }
-  context.nodeQuery = nullptr;
 
   Captured result;
   result.turn = turn;

@@ -59,9 +59,6 @@ struct RiverBatch {
   int32_t cursor = 0;
   // Widest kernel group: the pass's SimdLevel, taken by PrepareRiverBatch.
   int32_t simdLevel = 8;
-  // Set while a plain river walk runs below the root that activeMask was
-  // made from; kernels outside such a walk get no mask.
-  bool maskInForce = false;
 };
 
 struct TurnBatch {
@@ -73,9 +70,6 @@ struct TurnBatch {
 
 RiverBatch& ThreadRiverBatch();
 TurnBatch& ThreadTurnBatch();
-
-// The mask of the plain river walk in progress on this thread, or null.
-const uint16_t* ActiveMaskInForce();
 
 // The LiveMask of a reach on a river's hand list; a null reach gives all
 // zeros.
@@ -93,7 +87,8 @@ void CollectNode(TraversalFrame& frame, bool moveReach);
 void ConsumeNode(TraversalFrame& frame);
 
 // A first river node reached by Traverse. Batched in update passes above
-// SIMD level 1; otherwise the plain steps run under the root's mask.
+// SIMD level 1; otherwise the plain steps run with the root's mask in
+// their frames.
 void RiverEntry(TraversalFrame& frame);
 
 // The root of a turn job of a flop tree in an update pass.

@@ -3,9 +3,9 @@
 // A frame is one (node, dealt turn, dealt river) with the arrays of that
 // board's hand list: the opponent's reach going down, the traverser's
 // counterfactual value (and in evaluate mode the best-response value)
-// coming up. All state of a walk is in its frames, the rows they address
-// and the thread's scratch, so the steps are reentrant and jobs run them
-// on any thread. Internal to the solver; RunPass (traversal.h) is the
+// coming up. All state of a walk is in its frames, their Pass, the rows
+// they address and the thread's scratch, so the steps are reentrant and
+// jobs run them on any thread. Internal to the solver; RunPass (traversal.h) is the
 // entry.
 #pragma once
 
@@ -14,11 +14,13 @@
 
 #include "storage/float_vec.h"
 #include "solver/jobs.h"
+#include "solver/pass.h"
 #include "tree/solver_context.h"
 #include "solver/traversal.h"
 
 struct TraversalFrame {
   SolverContext* context = nullptr;
+  Pass* pass = nullptr;
   TreeNode* node = nullptr;
   int32_t turn = -1;
   int32_t river = -1;
@@ -26,7 +28,23 @@ struct TraversalFrame {
   FloatVec valueA;  // traverser's counterfactual value
   FloatVec reachB;  // traverser's own reach: node queries only
   FloatVec valueB;  // best-response value: evaluate mode only
+  // The LiveMask groups of the river root this frame lies under, while a
+  // plain (unbatched) river walk runs below it; null elsewhere. Each job
+  // walks its own river roots, so the mask goes with the frame, not the
+  // pass.
+  const uint16_t* liveMask = nullptr;
 };
+
+// The frame of a child (or any node of the same walk): context, pass, deal
+// and mask carried over, arrays empty.
+inline void StartChildFrame(TraversalFrame& child, const TraversalFrame& parent, TreeNode* node) {
+  child.context = parent.context;
+  child.pass = parent.pass;
+  child.node = node;
+  child.turn = parent.turn;
+  child.river = parent.river;
+  child.liveMask = parent.liveMask;
+}
 
 // One array per action, on the stack up to six actions.
 class ActionRows {
@@ -80,34 +98,36 @@ void OwnNodeUpdate(TraversalFrame& frame, FloatVec* values, bool writes);
 // they are due and the node isn't locked.
 void OpponentChildReaches(TraversalFrame& frame, FloatVec* r, bool addSums);
 // The chance reach sum of a deal point, for the subgame re-solves; the
-// record of the river deal below node for a dealt turn.
-void AccumulateRiverReachSum(const SolverContext& context, TreeNode& node, int turn, const FloatVec& reach);
+// record of the river deal below node for the frame's turn.
+void AccumulateRiverReachSum(const TraversalFrame& frame, TreeNode& node, const FloatVec& reach);
 // 1 / the river cards that can come for any pair of hands.
 float RiverFactor();
 
-// Terminal values of one end node with the reach of the frame; the showdown
-// on the frame's river list.
-void EndValue(const SolverContext& context, const TreeNode& end, int turn, int river, const FloatVec& reach,
-              FloatVec& out);
+// Terminal values of one end node with the frame's reach; the showdown on
+// the frame's river list, under the frame's live mask.
+void EndValue(const TraversalFrame& frame, const TreeNode& end, FloatVec& out);
 
 // The three phases of a pass or a query from one start frame, which `fill`
 // makes afresh for the descend and for the ascend (the ascend's frame ends
 // up in `ascend`, with its values). Without a deal below the start there is
 // nothing to queue, and the descend is skipped.
 template <class Fill>
-void RunThreePhases(SolverContext& context, bool deals, Fill fill, TraversalFrame& ascend) {
+void RunThreePhases(SolverContext& context, Pass& pass, bool deals, Fill fill, TraversalFrame& ascend) {
+  // Phase 1: descend, queueing the cards of the first deal as jobs.
   if (deals) {
-    context.phase = DescendPhase;
+    pass.phase = PassPhase::Descend;
     TraversalFrame descend;
     fill(descend);
     Traverse(descend);
   }
-  context.phase = JobsPhase;
-  RunJobs(context);
-  context.phase = AscendPhase;
-  StartJobResults();
+  // Phase 2: the jobs, in parallel.
+  pass.phase = PassPhase::Jobs;
+  RunJobs(context, pass);
+  // Phase 3: ascend, taking the jobs' sums at the deal points.
+  pass.phase = PassPhase::Ascend;
+  StartJobResults(pass);
   fill(ascend);
   Traverse(ascend);
-  ClearJobs();
-  context.phase = DescendPhase;
+  ClearJobs(pass);
+  pass.phase = PassPhase::Descend;
 }

@@ -3,7 +3,9 @@
 // Made by a tree build, destroyed by free_tree or the next build, reached
 // through GlobalContext. The betting lives in `nodes`, the cards in
 // `boardTree`; with suit isomorphism both are in canonical suits, and the
-// client's flop and ranges are kept beside them for the way back.
+// client's flop and ranges are kept beside them for the way back. What a
+// single walk over the tree is doing is no part of it: that is the
+// solver's Pass.
 #pragma once
 
 #include <array>
@@ -35,9 +37,6 @@ struct SolverContext {
   std::array<std::vector<double>, 2> comboWeights;  // 1326 by ComboIndex, client's suits
   std::vector<std::unique_ptr<RiverLayout>> shapes;  // by action count
   double maxWeight[2] = {0.0, 0.0};
-  int32_t traverser = 0;
-  int32_t mode = 0;
-  int32_t phase = 0;
   int32_t averaging = 1;
   // Element counts of the first stores per street (index 1..3) and the
   // byte estimates derived from them by the store set-up.
@@ -57,11 +56,6 @@ struct SolverContext {
   int64_t effectiveStack = 0;
   uint8_t storesReady = 0;
   uint8_t averageRiverNow = 1;
-  // SimdLevel and RiverStrategyOn as the running pass or query took them
-  // (TakePassSettings); the walk reads these, never the settings.
-  int32_t passSimdLevel = 8;
-  uint8_t passRiverStrategy = 1;
-  void* nodeQuery = nullptr;
   // Atomic because queries read it (the isomorphism bit, for the way to
   // and from the client's suits) without the pass mutex, while the solver
   // thread clears NEW_TREE after every iteration.
