@@ -17,7 +17,8 @@
 //
 // Both batches belong to one thread and live as long as it; between uses
 // their lists are empty but keep their capacity, so a warm batch allocates
-// nothing but pooled arrays.
+// nothing but pooled arrays. The steps of the batched walk are declared
+// with all the others, in traversal_steps.h.
 #pragma once
 
 #include <cstdint>
@@ -78,21 +79,6 @@ void MakeLiveMask(LiveMask& mask, const BoardNode& river, const float* reach);
 // Empties the lists (their arrays go back to the pool) and, with withMask,
 // makes activeMask from the frame's reach on the frame's river.
 void PrepareRiverBatch(RiverBatch& batch, const TraversalFrame& frame, bool withMask);
-
-// The kernels over every listed terminal, grouped by the SIMD level.
-void EvaluateBatch(const BoardNode& river);
-
-// The two walks. moveReach: the frame's reach may be taken, not copied.
-void CollectNode(TraversalFrame& frame, bool moveReach);
-void ConsumeNode(TraversalFrame& frame);
-
-// A first river node reached by Traverse. Batched in update passes above
-// SIMD level 1; otherwise the plain steps run with the root's mask in
-// their frames.
-void RiverEntry(TraversalFrame& frame);
-
-// The root of a turn job of a flop tree in an update pass.
-void TurnJobRoot(TraversalFrame& frame);
 
 // Whether turn jobs take TurnJobRoot. Always on in the program; tests turn
 // it off, together with SIMD level 1, to hold the batched walks against the

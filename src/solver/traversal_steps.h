@@ -5,8 +5,17 @@
 // counterfactual value (and in evaluate mode the best-response value)
 // coming up. All state of a walk is in its frames, their Pass, the rows
 // they address and the thread's scratch, so the steps are reentrant and
-// jobs run them on any thread. Internal to the solver; RunPass (traversal.h) is the
-// entry.
+// jobs run them on any thread. Internal to the solver; RunPass
+// (traversal.h) is the entry.
+//
+// The steps call one another in a circle, as any recursion over a tree
+// does, so every step is declared here, once, grouped by the file that
+// defines it: Traverse dispatches to the decision, chance and end steps,
+// which come back through Traverse for each child; the first deal queues
+// jobs (jobs.cpp), which start again at Traverse or TurnJobRoot; the river
+// entry takes the batched walk, which ends in the kernels. Below this
+// header stand only data: the Pass and its jobs, the tree record and the
+// per-thread river lists (river_batch.h).
 #pragma once
 
 #include <cstdint>
@@ -69,20 +78,19 @@ const BoardNode* ListNode(const SolverContext& context, int turn, int river);
 int32_t ListHandCount(const SolverContext& context, int turn, int river);
 const uint16_t* ListHandCards(const SolverContext& context, int turn, int river);
 
+// traversal.cpp: the dispatch and the end nodes.
 void Traverse(TraversalFrame& frame);
 // Traverse's dispatch without the river entry: the plain steps.
 void TraverseSteps(TraversalFrame& frame);
+void EndNode(TraversalFrame& frame);
+// Terminal values of one end node with the frame's reach; the showdown on
+// the frame's river list, under the frame's live mask.
+void EndValue(const TraversalFrame& frame, const TreeNode& end, FloatVec& out);
+
+// decision_steps.cpp: the two sides of a decision, and what the plain and
+// the batched steps share there.
 void DecisionOwn(TraversalFrame& frame);
 void DecisionOpponent(TraversalFrame& frame);
-void EndNode(TraversalFrame& frame);
-void TurnChance(TraversalFrame& frame);
-// A river deal on a tree rooted on the turn: one job per river card.
-void RiverChance(TraversalFrame& frame);
-// A river deal inside a turn job of a flop tree: all rivers on this thread.
-void RiverChanceInline(TraversalFrame& frame);
-
-// Shared by the plain and the batched steps.
-//
 // Whether the last two children of a river node are the call (a showdown)
 // and the fold: both then come out of one kernel sweep.
 bool HasEndPair(const SolverContext& context, const TreeNode& node);
@@ -97,15 +105,34 @@ void OwnNodeUpdate(TraversalFrame& frame, FloatVec* values, bool writes);
 // no reach), and with addSums the strategy sums of an update pass where
 // they are due and the node isn't locked.
 void OpponentChildReaches(TraversalFrame& frame, FloatVec* r, bool addSums);
+
+// chance_steps.cpp: the deals.
+void TurnChance(TraversalFrame& frame);
+// A river deal on a tree rooted on the turn: one job per river card.
+void RiverChance(TraversalFrame& frame);
+// A river deal inside a turn job of a flop tree: all rivers on this thread.
+void RiverChanceInline(TraversalFrame& frame);
 // The chance reach sum of a deal point, for the subgame re-solves; the
 // record of the river deal below node for the frame's turn.
 void AccumulateRiverReachSum(const TraversalFrame& frame, TreeNode& node, const FloatVec& reach);
 // 1 / the river cards that can come for any pair of hands.
 float RiverFactor();
 
-// Terminal values of one end node with the frame's reach; the showdown on
-// the frame's river list, under the frame's live mask.
-void EndValue(const TraversalFrame& frame, const TreeNode& end, FloatVec& out);
+// river_batch.cpp, batch_steps.cpp, evaluate_batch.cpp, turn_job_root.cpp:
+// the batched river walk (river_batch.h explains it).
+//
+// A first river node reached by Traverse. Batched in update passes above
+// SIMD level 1; otherwise the plain steps run with the root's mask in
+// their frames.
+void RiverEntry(TraversalFrame& frame);
+// The two walks. moveReach: the frame's reach may be taken, not copied.
+void CollectNode(TraversalFrame& frame, bool moveReach);
+void ConsumeNode(TraversalFrame& frame);
+// The kernels over every terminal listed on this thread, grouped by the
+// SIMD level.
+void EvaluateBatch(const BoardNode& river);
+// The root of a turn job of a flop tree in an update pass.
+void TurnJobRoot(TraversalFrame& frame);
 
 // The three phases of a pass or a query from one start frame, which `fill`
 // makes afresh for the descend and for the ascend (the ascend's frame ends
