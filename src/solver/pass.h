@@ -45,5 +45,7 @@ struct Pass {
 };
 
 // A pass of this mode for this traverser, with the settings taken now and
-// the context's iteration; the caller holds the pass mutex.
+// the context's iteration; the caller holds the pass mutex. Strategy reads
+// outside a walk make one too, so that they read the river as a walk
+// started now would.
 Pass StartPass(const SolverContext& context, TraversalMode mode, int traverser);
