@@ -25,9 +25,9 @@
 #include <vector>
 
 #include "storage/float_vec.h"
+#include "tree/tree_node.h"
 
 struct BoardNode;
-struct TreeNode;
 struct TraversalFrame;
 
 // A river board has at most this many tie groups.
@@ -44,7 +44,7 @@ struct LiveMask {
 struct TerminalEntry {
   double payoff = 0.0;    // from the traverser's side
   int32_t maskIndex = 0;  // the LiveMask of the root this end node lies under
-  int32_t kind = 0;       // ShowdownEnd or FoldEnd
+  NodeKind kind = ShowdownEnd;
 };
 
 struct RiverBatch {
