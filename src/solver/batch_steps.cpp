@@ -21,11 +21,7 @@ bool EndsTurnSubtree(const TraversalFrame& f) {
 
 TreeNode& ChildNode(const TraversalFrame& f, int i) { return f.context->nodes[size_t(f.node->children[size_t(i)])]; }
 
-TraversalFrame ChildFrame(const TraversalFrame& f, int i) {
-  TraversalFrame child;
-  StartChildFrame(child, f, &ChildNode(f, i));
-  return child;
-}
+TraversalFrame ChildFrame(const TraversalFrame& f, int i) { return TraversalFrame(f, &ChildNode(f, i)); }
 
 void TakeReach(FloatVec& out, FloatVec& reach, bool moveReach) {
   if (moveReach)

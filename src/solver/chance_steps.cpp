@@ -120,8 +120,7 @@ void RiverChanceInline(TraversalFrame& f) {
   for (int r = 0; r < rivers; ++r) {
     const BoardNode& riverEntry = turnEntry.rivers[size_t(r)];
     const int32_t riverHands = riverEntry.HandCount();
-    TraversalFrame child;
-    StartChildFrame(child, f, f.node);
+    TraversalFrame child(f, f.node);
     child.river = r;
     vecops::GatherReach(child.reachA, f.reachA, riverEntry.parentIndex[0].data(), riverHands);
     vecops::GatherReach(child.reachB, f.reachB, riverEntry.parentIndex[0].data(), riverHands);

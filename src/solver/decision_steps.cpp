@@ -116,8 +116,7 @@ void DecisionOwn(TraversalFrame& f) {
   for (int i = 0; i < n; ++i) {
     TreeNode& childNode = context.nodes[size_t(node.children[size_t(i)])];
     if (!(pair && i >= n - 2)) {
-      TraversalFrame child;
-      StartChildFrame(child, f, &childNode);
+      TraversalFrame child(f, &childNode);
       child.reachA = static_cast<FloatVec&&>(f.reachA);
       if (f.reachB.data) {
         vecops::Multiply(child.reachB, f.reachB, sigma[i]);
@@ -244,8 +243,7 @@ void DecisionOpponent(TraversalFrame& f) {
       vecops::Add(f.valueA, static_cast<FloatVec&&>(pairValues[i - (n - 2)]));
       continue;
     }
-    TraversalFrame child;
-    StartChildFrame(child, f, &context.nodes[size_t(node.children[size_t(i)])]);
+    TraversalFrame child(f, &context.nodes[size_t(node.children[size_t(i)])]);
     child.reachA = static_cast<FloatVec&&>(r[i]);
     child.reachB = static_cast<FloatVec&&>(f.reachB);
     Traverse(child);

@@ -14,8 +14,8 @@
 // which come back through Traverse for each child; the first deal queues
 // jobs (jobs.cpp), which start again at Traverse or TurnJobRoot; the river
 // entry takes the batched walk, which ends in the kernels. Below this
-// header stand only data: the Pass and its jobs, the tree record and the
-// per-thread river lists (river_batch.h).
+// header stand the Pass and its job list (pass.h, jobs.h), the tree record
+// and the per-thread river lists (river_batch.h); none of them includes it.
 #pragma once
 
 #include <cstdint>
@@ -28,32 +28,33 @@
 #include "solver/traversal.h"
 
 struct TraversalFrame {
+  TraversalFrame() = default;
+  // The frame of a child (or of any node of the same walk): context, pass,
+  // deal and mask carried over, arrays empty. Made at every node visit, so
+  // it sets each field once rather than clearing the frame first.
+  TraversalFrame(const TraversalFrame& parent, TreeNode* child)
+      : context(parent.context),
+        pass(parent.pass),
+        node(child),
+        liveMask(parent.liveMask),
+        turn(parent.turn),
+        river(parent.river) {}
+
   SolverContext* context = nullptr;
   Pass* pass = nullptr;
   TreeNode* node = nullptr;
+  // The LiveMask groups of the river root this frame lies under, while a
+  // plain (unbatched) river walk runs below it; null elsewhere. Each job
+  // walks its own river roots, so the mask goes with the frame, not the
+  // pass.
+  const uint16_t* liveMask = nullptr;
   int32_t turn = -1;
   int32_t river = -1;
   FloatVec reachA;  // opponent's reach
   FloatVec valueA;  // traverser's counterfactual value
   FloatVec reachB;  // traverser's own reach: node queries only
   FloatVec valueB;  // best-response value: evaluate mode only
-  // The LiveMask groups of the river root this frame lies under, while a
-  // plain (unbatched) river walk runs below it; null elsewhere. Each job
-  // walks its own river roots, so the mask goes with the frame, not the
-  // pass.
-  const uint16_t* liveMask = nullptr;
 };
-
-// The frame of a child (or any node of the same walk): context, pass, deal
-// and mask carried over, arrays empty.
-inline void StartChildFrame(TraversalFrame& child, const TraversalFrame& parent, TreeNode* node) {
-  child.context = parent.context;
-  child.pass = parent.pass;
-  child.node = node;
-  child.turn = parent.turn;
-  child.river = parent.river;
-  child.liveMask = parent.liveMask;
-}
 
 // One array per action, on the stack up to six actions.
 class ActionRows {

@@ -39,8 +39,7 @@ struct CardPassScratch {
 thread_local CardPassScratch cardScratch;
 
 TraversalFrame EntryFrame(const TraversalFrame& root, TreeNode* node, int river) {
-  TraversalFrame frame;
-  StartChildFrame(frame, root, node);
+  TraversalFrame frame(root, node);
   frame.river = river;
   return frame;
 }
