@@ -1,3 +1,5 @@
+// StartPass: the settings a walk keeps for its whole length, taken at its
+// start.
 #include "solver/pass.h"
 
 #include "setup/settings.h"
