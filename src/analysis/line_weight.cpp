@@ -14,6 +14,7 @@
 #include "solver/river_rows_guard.h"
 #include "solver/solver_control.h"
 #include "solver/strategy_rules.h"
+#include "solver/pass.h"
 #include "solver/traversal.h"
 #include "tree/client_combos.h"
 #include "tree/deal_indexes.h"
@@ -33,12 +34,12 @@ TreeNode* LastDecisionRead(SolverContext& context, const std::vector<int>& line)
 
 // The weight of each hand, with the pass mutex held and the river rows
 // open.
-void ComputeLineWeight(SolverContext& context, const std::vector<int>& line, int turnCard, int riverCard,
-                       double* out) {
+void ComputeLineWeight(SolverContext& context, const Pass& pass, const std::vector<int>& line, int turnCard,
+                       int riverCard, double* out) {
   std::fill(out, out + HandCount, NaN);
   const DealIndexes deal = FindDeal(context, turnCard, riverCard);
   if (deal.unknownCard) return;
-  const LineReach walk = WalkReach(context, line, deal.turn, deal.river);
+  const LineReach walk = WalkReach(context, pass, line, deal.turn, deal.river);
   if (!walk.complete) return;
 
   // The first player's reach times the second's weight it can meet, times
@@ -80,11 +81,11 @@ void LineWeight(int nodeIndex, int turnCard, int riverCard, double* out) {
   SolverContext& context = *GlobalContext;
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   std::lock_guard<std::mutex> passLock(PassMutex);
-  TakePassSettings(context);
+  const Pass pass = StartPass(context, TraversalMode::NodeQuery, 0);
   TreeNode* read = LastDecisionRead(context, line);
   std::optional<RiverRowsGuard> rows;
   if (read) rows.emplace(context, *read, FindDeal(context, turnCard, riverCard).turn);
-  ComputeLineWeight(context, line, turnCard, riverCard, out);
+  ComputeLineWeight(context, pass, line, turnCard, riverCard, out);
 }
 
 double LineWeightTotal(int nodeIndex, int turnCard, int riverCard) {
@@ -98,7 +99,7 @@ double LineWeightTotalOverDeals(int nodeIndex, const std::vector<TurnGroup>& gro
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
   TreeNode* read = LastDecisionRead(context, line);
   std::lock_guard<std::mutex> passLock(PassMutex);
-  TakePassSettings(context);
+  const Pass pass = StartPass(context, TraversalMode::NodeQuery, 0);
   const int threads = SolverThreadCount();
   double total = 0.0;
   std::vector<double> slots;
@@ -111,7 +112,7 @@ double LineWeightTotalOverDeals(int nodeIndex, const std::vector<TurnGroup>& gro
 #pragma omp parallel for schedule(dynamic, 1) num_threads(threads)
     for (int i = 0; i < count; ++i) {
       double weights[HandCount];
-      ComputeLineWeight(context, line, group.turn, group.rivers[size_t(i)], weights);
+      ComputeLineWeight(context, pass, line, group.turn, group.rivers[size_t(i)], weights);
       slots[size_t(i)] = TotalOf(weights);
     }
     rows.reset();

@@ -70,8 +70,8 @@ void FillFrame(TraversalFrame& frame, SolverContext& context, TreeNode& node, in
 // The reach walk and the query pass for one deal (tree indexes). The pass
 // mutex is held and the river rows are open.
 Captured QueryPass(SolverContext& context, int player, const std::vector<int>& line, int dealTurn, int dealRiver) {
-  TakePassSettings(context);
-  const LineReach walk = WalkReach(context, line, dealTurn, dealRiver);
+  Pass pass = StartPass(context, TraversalMode::NodeQuery, player);
+  const LineReach walk = WalkReach(context, pass, line, dealTurn, dealRiver);
   const std::vector<float>* reach = walk.reach;
   const int turn = walk.turn, river = walk.river;
 
@@ -80,9 +80,7 @@ Captured QueryPass(SolverContext& context, int player, const std::vector<int>& l
   query.node = &target;
   query.turn = turn;
   query.river = river;
-  context.mode = QueryMode;
-  context.traverser = player;
-  context.nodeQuery = &query;
+  pass.query = &query;
   EnsureThreadScratch(context.boardTree->hands.size());
   {
     PoolScope pool(OwnPool());
@@ -92,11 +90,13 @@ Captured QueryPass(SolverContext& context, int player, const std::vector<int>& l
     // tree, a river on a turn tree.
     const bool deals = (turn < 0 && context.rootStreet == 1) || (river < 0 && context.rootStreet == 2);
     TraversalFrame ascend;
-    RunThreePhases(context, deals,
-                   [&](TraversalFrame& frame) { FillFrame(frame, context, target, turn, river, reachOpp, reachSelf); },
+    RunThreePhases(context, pass, deals,
+                   [&](TraversalFrame& frame) {
+                     FillFrame(frame, context, target, turn, river, reachOpp, reachSelf);
+                     frame.pass = &pass;
+                   },
                    ascend);
   }
-  context.nodeQuery = nullptr;
 
   Captured result;
   result.turn = turn;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "solver/pass.h"
 #include "solver/strategy_rules.h"
 #include "storage/float_vec.h"
 #include "tree/board_tree.h"
@@ -17,7 +18,8 @@ void GatherInto(std::vector<float>& reach, const std::vector<uint16_t>& index) {
 
 }  // namespace
 
-LineReach WalkReach(SolverContext& context, const std::vector<int>& line, int dealTurn, int dealRiver) {
+LineReach WalkReach(SolverContext& context, const Pass& pass, const std::vector<int>& line, int dealTurn,
+                    int dealRiver) {
   const BoardTree& boards = *context.boardTree;
   LineReach walk;
   walk.reach[0] = context.rootWeights[0];
@@ -45,7 +47,7 @@ LineReach WalkReach(SolverContext& context, const std::vector<int>& line, int de
     const int action = int(std::find(children.begin(), children.end(), line[k + 1]) - children.begin());
     const int32_t hands = int32_t(walk.reach[0].size());
     rows.resize(size_t(node.ActionCount()));
-    AverageStrategy(context, node, walk.turn, walk.river, hands, rows.data());
+    AverageStrategy(context, pass, node, walk.turn, walk.river, hands, rows.data());
     std::vector<float>& acting = walk.reach[size_t(node.player)];
     // A null row is all zeros: none of the player's reach gets past it.
     const float* row = rows[size_t(action)].data;

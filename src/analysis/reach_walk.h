@@ -12,6 +12,7 @@
 
 #include <vector>
 
+struct Pass;
 struct SolverContext;
 
 struct LineReach {
@@ -25,4 +26,5 @@ struct LineReach {
 
 // line: node indexes from the root to the target (LineFromRoot). The deal
 // is in tree indexes, -1 for none; a tree that starts later keeps its own.
-LineReach WalkReach(SolverContext& context, const std::vector<int>& line, int dealTurn, int dealRiver);
+LineReach WalkReach(SolverContext& context, const Pass& pass, const std::vector<int>& line, int dealTurn,
+                    int dealRiver);

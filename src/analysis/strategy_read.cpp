@@ -34,7 +34,7 @@ void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector
   if (!NodeDealComplete(node, deal) || actions == 0) return;
 
   std::lock_guard<std::mutex> passLock(PassMutex);
-  TakePassSettings(context);
+  const Pass pass = StartPass(context, TraversalMode::NodeQuery, node.player);
   const int32_t hands = int32_t(ListSize(context, deal));
   std::vector<FloatVec> read(static_cast<size_t>(actions));
   {
@@ -45,7 +45,7 @@ void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector
       const FallbackRow fallback(actions, false);
       CurrentStrategy(node, deal.turn, deal.river, hands, fallback.data(), read.data());
     } else {
-      AverageStrategy(context, node, deal.turn, deal.river, hands, read.data());
+      AverageStrategy(context, pass, node, deal.turn, deal.river, hands, read.data());
     }
   }
   const std::vector<double>& setRange = context.comboWeights[size_t(node.player)];

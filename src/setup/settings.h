@@ -6,7 +6,7 @@
 // RelaxedSettings, written by the main thread and read by the solver thread
 // without a lock, on purpose: each stands alone, and a change during a run
 // is simply seen at the solver's next read. A pass reads SimdLevel and
-// RiverStrategyOn once, at its start (TakePassSettings), since a walk must
+// RiverStrategyOn once, at its start (StartPass), since a walk must
 // not change form half-way. The rest, which only the main thread touches,
 // stay plain. They survive free_tree, build_tree and load_tree.
 #pragma once

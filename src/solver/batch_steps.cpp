@@ -21,14 +21,7 @@ bool EndsTurnSubtree(const TraversalFrame& f) {
 
 TreeNode& ChildNode(const TraversalFrame& f, int i) { return f.context->nodes[size_t(f.node->children[size_t(i)])]; }
 
-TraversalFrame ChildFrame(const TraversalFrame& f, int i) {
-  TraversalFrame child;
-  child.context = f.context;
-  child.node = &ChildNode(f, i);
-  child.turn = f.turn;
-  child.river = f.river;
-  return child;
-}
+TraversalFrame ChildFrame(const TraversalFrame& f, int i) { return TraversalFrame(f, &ChildNode(f, i)); }
 
 void TakeReach(FloatVec& out, FloatVec& reach, bool moveReach) {
   if (moveReach)
@@ -37,14 +30,14 @@ void TakeReach(FloatVec& out, FloatVec& reach, bool moveReach) {
     vecops::Copy(out, reach);
 }
 
-double TerminalPayoff(const SolverContext& context, const TreeNode& end) {
-  return end.kind == FoldEnd && end.player == context.traverser ? -end.value : end.value;
+double TerminalPayoff(const Pass& pass, const TreeNode& end) {
+  return end.kind == FoldEnd && end.player == pass.traverser ? -end.value : end.value;
 }
 
 // One terminal with a reach of its own.
-void AppendTerminal(RiverBatch& batch, const SolverContext& context, const TreeNode& end, int32_t reachIndex) {
+void AppendTerminal(RiverBatch& batch, const Pass& pass, const TreeNode& end, int32_t reachIndex) {
   TerminalEntry entry;
-  entry.payoff = TerminalPayoff(context, end);
+  entry.payoff = TerminalPayoff(pass, end);
   entry.maskIndex = batch.currentRoot;
   entry.kind = end.kind;
   batch.terminals.push_back(entry);
@@ -68,7 +61,7 @@ void AppendTurnEntry(TraversalFrame& f, bool moveReach) {
   const int32_t hands = ListHandCount(context, f.turn, -1);
   if (f.node->kind == FoldEnd) {
     // Nothing below a turn fold: its value is known now.
-    EndValue(context, *f.node, f.turn, -1, f.reachA, value);
+    EndValue(f, *f.node, value);
     reach.count = hands;
   } else {
     TakeReach(reach, f.reachA, moveReach);
@@ -90,8 +83,8 @@ void CollectOwn(TraversalFrame& f) {
     // The call and the fold share one reach array.
     RiverBatch& batch = ThreadRiverBatch();
     const int32_t reach = AppendReach(batch, f.reachA, true);
-    AppendTerminal(batch, context, ChildNode(f, n - 2), reach);
-    AppendTerminal(batch, context, ChildNode(f, n - 1), reach);
+    AppendTerminal(batch, *f.pass, ChildNode(f, n - 2), reach);
+    AppendTerminal(batch, *f.pass, ChildNode(f, n - 1), reach);
     return;
   }
   for (int i = 0; i < n; ++i) {
@@ -150,13 +143,13 @@ void CollectNode(TraversalFrame& f, bool moveReach) {
   if (EndsTurnSubtree(f)) {
     AppendTurnEntry(f, moveReach);
   } else if (node.kind == DecisionNode) {
-    if (node.player == f.context->traverser)
+    if (node.player == f.pass->traverser)
       CollectOwn(f);
     else
       CollectOpponent(f);
   } else {
     RiverBatch& batch = ThreadRiverBatch();
-    AppendTerminal(batch, *f.context, node, AppendReach(batch, f.reachA, moveReach));
+    AppendTerminal(batch, *f.pass, node, AppendReach(batch, f.reachA, moveReach));
   }
 }
 
@@ -166,7 +159,7 @@ void ConsumeNode(TraversalFrame& f) {
     TurnBatch& batch = ThreadTurnBatch();
     f.valueA = static_cast<FloatVec&&>(batch.values[size_t(batch.cursor++)]);
   } else if (node.kind == DecisionNode) {
-    if (node.player == f.context->traverser)
+    if (node.player == f.pass->traverser)
       ConsumeOwn(f);
     else
       ConsumeOpponent(f);

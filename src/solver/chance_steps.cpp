@@ -25,9 +25,10 @@ ChanceRecord* RecordOf(TreeNode& node, int slot) {
 }
 
 // reachSum[opponent] += (t + 1)^e * reach, for the subgame re-solves.
-void AccumulateReachSum(const SolverContext& context, ChanceRecord* record, const FloatVec& reach, int32_t hands) {
-  if (!record || record->frozen || context.mode != UpdateMode) return;
-  FloatVec& sum = record->reachSum[context.traverser ^ 1];
+void AccumulateReachSum(const SolverContext& context, const Pass& pass, ChanceRecord* record, const FloatVec& reach,
+                        int32_t hands) {
+  if (!record || record->frozen || pass.mode != TraversalMode::Update) return;
+  FloatVec& sum = record->reachSum[pass.traverser ^ 1];
   if (!sum.data || sum.count != hands) ZeroVector(sum, hands);
   if (!reach.data) return;
   const float w = float(std::pow(double(context.iteration + 1), context.strategyWeightExponent));
@@ -41,27 +42,29 @@ void AccumulateReachSum(const SolverContext& context, ChanceRecord* record, cons
 // query above the forgotten streets.
 bool TakeStoredValues(TraversalFrame& f, ChanceRecord* record, int32_t hands) {
   const SolverContext& context = *f.context;
+  const Pass& pass = *f.pass;
   if (!record || !(context.flags & IncompleteTreeFlag)) return false;
-  if (context.mode != EvaluateMode && !(context.mode == QueryMode && QueryTakesStoredValues(context))) return false;
-  vecops::Copy(f.valueA, record->storedValueA[context.traverser]);
-  vecops::Copy(f.valueB, record->storedValueB[context.traverser]);
+  if (pass.mode != TraversalMode::Evaluate && !(pass.mode == TraversalMode::NodeQuery && QueryTakesStoredValues(pass)))
+    return false;
+  vecops::Copy(f.valueA, record->storedValueA[pass.traverser]);
+  vecops::Copy(f.valueB, record->storedValueB[pass.traverser]);
   f.valueA.count = f.valueB.count = hands;
   return true;
 }
 
 void StoreValues(TraversalFrame& f, ChanceRecord* record) {
-  if (!record || f.context->mode != EvaluateMode) return;
-  const int traverser = f.context->traverser;
+  if (!record || f.pass->mode != TraversalMode::Evaluate) return;
+  const int traverser = f.pass->traverser;
   vecops::CopyUnpooled(record->storedValueA[traverser], f.valueA);
   vecops::CopyUnpooled(record->storedValueB[traverser], f.valueB);
 }
 
-// The first deal of a pass: jobs in phase 0, their sums in phase 2.
+// The first deal of a pass: jobs in the descend, their sums in the ascend.
 void DealByJobs(TraversalFrame& f, ChanceRecord* record, float factor) {
   const int32_t hands = ListHandCount(*f.context, f.turn, f.river);
   if (TakeStoredValues(f, record, hands)) return;
-  if (f.context->phase == DescendPhase) {
-    AccumulateReachSum(*f.context, record, f.reachA, hands);
+  if (f.pass->phase == PassPhase::Descend) {
+    AccumulateReachSum(*f.context, *f.pass, record, f.reachA, hands);
     QueueDeal(f);
     return;
   }
@@ -85,8 +88,8 @@ void ForRiverStores(SolverContext& context, TreeNode& node, Fn fn) {
 
 float RiverFactor() { return 1.0f / float(RiverCardCount()); }
 
-void AccumulateRiverReachSum(const SolverContext& context, TreeNode& node, int turn, const FloatVec& reach) {
-  AccumulateReachSum(context, RecordOf(node, turn), reach, ListHandCount(context, turn, -1));
+void AccumulateRiverReachSum(const TraversalFrame& f, TreeNode& node, const FloatVec& reach) {
+  AccumulateReachSum(*f.context, *f.pass, RecordOf(node, f.turn), reach, ListHandCount(*f.context, f.turn, -1));
 }
 
 void TurnChance(TraversalFrame& f) { DealByJobs(f, RecordOf(*f.node, 0), TurnFactor()); }
@@ -97,15 +100,16 @@ void RiverChanceInline(TraversalFrame& f) {
   SolverContext& context = *f.context;
   const BoardNode& turnEntry = context.boardTree->turns[size_t(f.turn)];
   const int32_t hands = turnEntry.HandCount();
-  const bool evaluate = context.mode == EvaluateMode;
-  AccumulateRiverReachSum(context, *f.node, f.turn, f.reachA);
+  const Pass& pass = *f.pass;
+  const bool evaluate = pass.mode == TraversalMode::Evaluate;
+  AccumulateRiverReachSum(f, *f.node, f.reachA);
   vecops::SetNull(f.valueA, hands);
   vecops::SetNull(f.valueB, hands);
   if (!f.reachA.data && !f.reachB.data) return;
 
   // Compressed river rows are unpacked for this turn while its rivers run.
-  const bool update = context.mode == UpdateMode;
-  const bool sumsTouched = context.averaging != 0 && context.passRiverStrategy && (context.averageRiverNow || !update);
+  const bool update = pass.mode == TraversalMode::Update;
+  const bool sumsTouched = context.averaging != 0 && pass.riverStrategy && (context.averageRiverNow || !update);
   ForRiverStores(context, *f.node, [&](StrategyStore& store, bool sums) {
     if (!sums || sumsTouched) store.OpenGroup(nullptr, f.turn, store.EntryCount(f.turn));
   });
@@ -116,10 +120,7 @@ void RiverChanceInline(TraversalFrame& f) {
   for (int r = 0; r < rivers; ++r) {
     const BoardNode& riverEntry = turnEntry.rivers[size_t(r)];
     const int32_t riverHands = riverEntry.HandCount();
-    TraversalFrame child;
-    child.context = &context;
-    child.node = f.node;
-    child.turn = f.turn;
+    TraversalFrame child(f, f.node);
     child.river = r;
     vecops::GatherReach(child.reachA, f.reachA, riverEntry.parentIndex[0].data(), riverHands);
     vecops::GatherReach(child.reachB, f.reachB, riverEntry.parentIndex[0].data(), riverHands);

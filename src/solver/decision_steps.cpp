@@ -77,8 +77,8 @@ double RegretScale(const SolverContext& context, const TreeNode& node) {
 
 // Values of the call and the fold below a river node in one sweep; one
 // reach for both, or each its own.
-void EndPairValues(const SolverContext& context, const TreeNode& node, int turn, int river, const FloatVec& reachCall,
-                   const FloatVec& reachFold, FloatVec& callValue, FloatVec& foldValue);
+void EndPairValues(const TraversalFrame& f, const FloatVec& reachCall, const FloatVec& reachFold, FloatVec& callValue,
+                   FloatVec& foldValue);
 
 }  // namespace
 
@@ -87,9 +87,10 @@ void DecisionOwn(TraversalFrame& f) {
   TreeNode& node = *f.node;
   const int n = node.ActionCount();
   const int32_t hands = ListHandCount(context, f.turn, f.river);
-  const bool update = context.mode == UpdateMode;
-  const bool evaluate = context.mode == EvaluateMode;
-  const bool ascend = context.phase != DescendPhase;
+  const Pass& pass = *f.pass;
+  const bool update = pass.mode == TraversalMode::Update;
+  const bool evaluate = pass.mode == TraversalMode::Evaluate;
+  const bool ascend = pass.phase != PassPhase::Descend;
 
   const LockRecord* lock = node.store0->GetLockRecord(f.turn, f.river);
   const uint32_t lockFlags = lock ? lock->flags : 0;
@@ -101,25 +102,21 @@ void DecisionOwn(TraversalFrame& f) {
   bool haveSigma = false;
   auto readSigma = [&] {
     if (haveSigma) return;
-    AverageStrategy(context, node, f.turn, f.river, hands, sigma.data());
+    AverageStrategy(context, pass, node, f.turn, f.river, hands, sigma.data());
     haveSigma = true;
   };
 
   ActionRows v(n);
   ActionRows b(evaluate ? n : 0);
   const bool pair = update && ascend && f.reachA.data && HasEndPair(context, node);
-  if (pair) EndPairValues(context, node, f.turn, f.river, f.reachA, f.reachA, v[n - 2], v[n - 1]);
+  if (pair) EndPairValues(f, f.reachA, f.reachA, v[n - 2], v[n - 1]);
   if (f.reachB.data) readSigma();
 
   bool anyValue = false;
   for (int i = 0; i < n; ++i) {
     TreeNode& childNode = context.nodes[size_t(node.children[size_t(i)])];
     if (!(pair && i >= n - 2)) {
-      TraversalFrame child;
-      child.context = &context;
-      child.node = &childNode;
-      child.turn = f.turn;
-      child.river = f.river;
+      TraversalFrame child(f, &childNode);
       child.reachA = static_cast<FloatVec&&>(f.reachA);
       if (f.reachB.data) {
         vecops::Multiply(child.reachB, f.reachB, sigma[i]);
@@ -138,7 +135,7 @@ void DecisionOwn(TraversalFrame& f) {
 
   vecops::SetNull(f.valueA, hands);
   if (evaluate) vecops::SetNull(f.valueB, hands);
-  // Phase 0 only queues jobs: its values are dropped.
+  // The descend only queues jobs: its values are dropped.
   if (!ascend || !anyValue) return;
   if (update) {
     OwnNodeUpdate(f, v.data(), !(lockFlags & LockedFlag));
@@ -174,7 +171,8 @@ void OwnNodeUpdate(TraversalFrame& f, FloatVec* v, bool writes) {
   const double scale = RegretScale(context, node);
   if (writes) {
     vecops::Resize(f.valueA, hands);
-    if (node.store0->UpdateFused(f.turn, f.river, f.valueA, v, tieGroups, scale, fallback.data())) {
+    if (node.store0->UpdateFused(f.turn, f.river, f.valueA, v, tieGroups, scale, fallback.data(),
+                                 f.pass->storeIteration)) {
       if (!f.valueA.data) f.valueA.count = hands;
       return;
     }
@@ -183,7 +181,8 @@ void OwnNodeUpdate(TraversalFrame& f, FloatVec* v, bool writes) {
   ActionRows sigma(n);
   CurrentStrategy(node, f.turn, f.river, hands, fallback.data(), sigma.data());
   for (int i = 0; i < n; ++i) vecops::MultiplyAdd(f.valueA, sigma[i], v[i]);
-  if (writes && f.valueA.data) node.store0->UpdateRegrets(f.turn, f.river, f.valueA, v, tieGroups, scale);
+  if (writes && f.valueA.data)
+    node.store0->UpdateRegrets(f.turn, f.river, f.valueA, v, tieGroups, scale, f.pass->storeIteration);
 }
 
 void OpponentChildReaches(TraversalFrame& f, FloatVec* r, bool addSums) {
@@ -191,12 +190,13 @@ void OpponentChildReaches(TraversalFrame& f, FloatVec* r, bool addSums) {
   TreeNode& node = *f.node;
   const int n = node.ActionCount();
   const int32_t hands = ListHandCount(context, f.turn, f.river);
-  const bool update = context.mode == UpdateMode;
+  const Pass& pass = *f.pass;
+  const bool update = pass.mode == TraversalMode::Update;
   for (int i = 0; i < n; ++i) vecops::SetNull(r[i], hands);
   if (!f.reachA.data) return;
   const FallbackRow fallback(n, update);
   bool done = false;
-  if (update || AverageIsCurrent(context, node)) {
+  if (update || AverageIsCurrent(context, pass, node)) {
     for (int i = 0; i < n; ++i) vecops::Resize(r[i], hands);
     done = node.store0->GetStrategyTimesReach(r, f.reachA, f.turn, f.river, fallback.data());
   }
@@ -205,13 +205,13 @@ void OpponentChildReaches(TraversalFrame& f, FloatVec* r, bool addSums) {
     if (update)
       CurrentStrategy(node, f.turn, f.river, hands, fallback.data(), sigma.data());
     else
-      AverageStrategy(context, node, f.turn, f.river, hands, sigma.data());
+      AverageStrategy(context, pass, node, f.turn, f.river, hands, sigma.data());
     for (int i = 0; i < n; ++i) {
       vecops::Multiply(r[i], sigma[i], f.reachA);
       if (!vecops::AnyPositive(r[i].data, hands)) vecops::SetNull(r[i], hands);
     }
   }
-  if (addSums && node.store1 && StrategySumsDue(context, node.street)) {
+  if (addSums && node.store1 && StrategySumsDue(context, pass, node.street)) {
     const LockRecord* lock = node.store0->GetLockRecord(f.turn, f.river);
     if (!(lock && (lock->flags & LockedFlag)))
       node.store1->AccumulateStrategy(f.turn, f.river, r, StrategySumWeight(context));
@@ -223,9 +223,10 @@ void DecisionOpponent(TraversalFrame& f) {
   TreeNode& node = *f.node;
   const int n = node.ActionCount();
   const int32_t hands = ListHandCount(context, f.turn, f.river);
-  const bool update = context.mode == UpdateMode;
-  const bool evaluate = context.mode == EvaluateMode;
-  const bool ascend = context.phase != DescendPhase;
+  const Pass& pass = *f.pass;
+  const bool update = pass.mode == TraversalMode::Update;
+  const bool evaluate = pass.mode == TraversalMode::Evaluate;
+  const bool ascend = pass.phase != PassPhase::Descend;
 
   // r[i]: the opponent's reach through action i.
   ActionRows r(n);
@@ -233,7 +234,7 @@ void DecisionOpponent(TraversalFrame& f) {
 
   ActionRows pairValues(2);
   const bool pair = update && ascend && n >= 2 && r[n - 1].data && r[n - 2].data && HasEndPair(context, node);
-  if (pair) EndPairValues(context, node, f.turn, f.river, r[n - 2], r[n - 1], pairValues[0], pairValues[1]);
+  if (pair) EndPairValues(f, r[n - 2], r[n - 1], pairValues[0], pairValues[1]);
 
   vecops::SetNull(f.valueA, hands);
   if (evaluate) vecops::SetNull(f.valueB, hands);
@@ -242,11 +243,7 @@ void DecisionOpponent(TraversalFrame& f) {
       vecops::Add(f.valueA, static_cast<FloatVec&&>(pairValues[i - (n - 2)]));
       continue;
     }
-    TraversalFrame child;
-    child.context = &context;
-    child.node = &context.nodes[size_t(node.children[size_t(i)])];
-    child.turn = f.turn;
-    child.river = f.river;
+    TraversalFrame child(f, &context.nodes[size_t(node.children[size_t(i)])]);
     child.reachA = static_cast<FloatVec&&>(r[i]);
     child.reachB = static_cast<FloatVec&&>(f.reachB);
     Traverse(child);
@@ -258,22 +255,24 @@ void DecisionOpponent(TraversalFrame& f) {
 
 namespace {
 
-void EndPairValues(const SolverContext& context, const TreeNode& node, int turn, int river, const FloatVec& reachCall,
-                   const FloatVec& reachFold, FloatVec& callValue, FloatVec& foldValue) {
+void EndPairValues(const TraversalFrame& f, const FloatVec& reachCall, const FloatVec& reachFold, FloatVec& callValue,
+                   FloatVec& foldValue) {
+  const SolverContext& context = *f.context;
+  const TreeNode& node = *f.node;
   const TreeNode& call = context.nodes[size_t(node.children[size_t(node.ActionCount() - 2)])];
   const TreeNode& fold = context.nodes[size_t(node.children[size_t(node.ActionCount() - 1)])];
-  const BoardNode& board = *ListNode(context, turn, river);
+  const BoardNode& board = *ListNode(context, f.turn, f.river);
   const int32_t hands = board.HandCount();
   const float showdownPayoff = float(call.value);
-  const float foldPayoff = float(fold.player == context.traverser ? -fold.value : fold.value);
+  const float foldPayoff = float(fold.player == f.pass->traverser ? -fold.value : fold.value);
   vecops::Resize(callValue, hands);
   vecops::Resize(foldValue, hands);
   if (&reachCall == &reachFold)
     PairKernel(callValue.data, foldValue.data, reachCall.data, hands, board.tieRuns.data(), int(board.tieRuns.size()),
-               board.handCards.data(), showdownPayoff, foldPayoff, ActiveMaskInForce());
+               board.handCards.data(), showdownPayoff, foldPayoff, f.liveMask);
   else
     PairKernel2(callValue.data, foldValue.data, reachCall.data, reachFold.data, hands, board.tieRuns.data(),
-                int(board.tieRuns.size()), board.handCards.data(), showdownPayoff, foldPayoff, ActiveMaskInForce());
+                int(board.tieRuns.size()), board.handCards.data(), showdownPayoff, foldPayoff, f.liveMask);
 }
 
 }  // namespace

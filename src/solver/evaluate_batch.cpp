@@ -9,6 +9,7 @@
 #include "solver/kernels/lane_groups.h"
 #include "solver/kernels/showdown_kernel.h"
 #include "solver/river_batch.h"
+#include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
 #include "tree/board_tree.h"
 #include "tree/tree_node.h"

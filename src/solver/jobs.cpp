@@ -11,6 +11,7 @@
 #include "setup/settings.h"
 #include "setup/failure.h"
 #include "solver/solver_locks.h"
+#include "solver/pass.h"
 #include "solver/river_batch.h"
 #include "storage/thread_scratch.h"
 #include "solver/traversal.h"
@@ -21,37 +22,13 @@ std::mutex JobMergeMutex;
 
 namespace {
 
-// What all jobs of one deal point share, on the deal point's hand list.
-struct DealShared {
-  FloatVec reachA;
-  FloatVec reachB;
-  FloatVec accumulatorA;
-  FloatVec accumulatorB;
-  bool hasB = false;
-  int jobCount = 0;
-};
-
-struct SolveJob {
-  SolverContext* context = nullptr;
-  TreeNode* node = nullptr;
-  int32_t turn = -1;
-  int32_t river = -1;
-  bool riverJob = false;
-  DealShared* shared = nullptr;
-};
-
-std::vector<SolveJob> jobs;
-std::vector<std::unique_ptr<DealShared>> deals;
-size_t cursor = 0;
-
 const BoardNode& EntryOf(const SolverContext& context, const SolveJob& job) {
   const BoardNode& turnEntry = context.boardTree->turns[size_t(job.turn)];
   return job.riverJob ? turnEntry.rivers[size_t(job.river)] : turnEntry;
 }
 
-void RunJob(SolveJob& job) {
+void RunJob(SolverContext& context, Pass& pass, SolveJob& job) {
   const auto start = std::chrono::steady_clock::now();
-  SolverContext& context = *job.context;
   EnsureThreadScratch(context.boardTree->hands.size());
   PoolScope pool(OwnPool());
   DealShared& shared = *job.shared;
@@ -60,15 +37,17 @@ void RunJob(SolveJob& job) {
   {
     TraversalFrame frame;
     frame.context = &context;
+    frame.pass = &pass;
     frame.node = job.node;
     frame.turn = job.turn;
     frame.river = job.river;
     vecops::GatherReach(frame.reachA, shared.reachA, entry.parentIndex[0].data(), hands);
     vecops::GatherReach(frame.reachB, shared.reachB, entry.parentIndex[0].data(), hands);
     // With no reach on either side every value below is zero.
-    if (frame.reachA.data || frame.reachB.data || context.mode == QueryMode) {
+    if (frame.reachA.data || frame.reachB.data || pass.mode == TraversalMode::NodeQuery) {
       // Update passes of a flop tree batch the river work of a whole turn.
-      const bool batched = BatchTurnJobs && !job.riverJob && context.rootStreet == 1 && context.mode == UpdateMode;
+      const bool batched =
+          BatchTurnJobs && !job.riverJob && context.rootStreet == 1 && pass.mode == TraversalMode::Update;
       auto walk = [&] { batched ? TurnJobRoot(frame) : Traverse(frame); };
       if (!job.riverJob && job.node->dealMutexes) {
         std::lock_guard<std::mutex> deal(job.node->dealMutexes[size_t(job.turn)]);
@@ -87,17 +66,18 @@ void RunJob(SolveJob& job) {
       }
     }
   }
-  if (context.mode == UpdateMode) {
+  if (pass.mode == TraversalMode::Update) {
     const auto micros =
         std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start).count();
-    std::atomic_ref<int32_t>(job.node->timeEstimate[context.traverser]).store(int32_t(micros), std::memory_order_relaxed);
+    std::atomic_ref<int32_t>(job.node->timeEstimate[pass.traverser]).store(int32_t(micros), std::memory_order_relaxed);
   }
 }
 
 }  // namespace
 
 void QueueDeal(TraversalFrame& frame) {
-  SolverContext& context = *frame.context;
+  const SolverContext& context = *frame.context;
+  PassJobs& jobs = frame.pass->jobs;
   const int32_t hands = ListHandCount(context, frame.turn, frame.river);
   const bool riverDeal = frame.turn >= 0;
   auto shared = std::make_unique<DealShared>();
@@ -105,7 +85,7 @@ void QueueDeal(TraversalFrame& frame) {
   vecops::Copy(shared->reachB, frame.reachB);
   shared->reachA.count = shared->reachB.count = hands;
   vecops::Zero(shared->accumulatorA, hands);
-  shared->hasB = context.mode == EvaluateMode || frame.reachB.data;
+  shared->hasB = frame.pass->mode == TraversalMode::Evaluate || frame.reachB.data;
   if (shared->hasB)
     vecops::Zero(shared->accumulatorB, hands);
   else
@@ -116,27 +96,27 @@ void QueueDeal(TraversalFrame& frame) {
   shared->jobCount = cards;
   for (int card = 0; card < cards; ++card) {
     SolveJob job;
-    job.context = &context;
     job.node = frame.node;
     job.turn = riverDeal ? frame.turn : card;
     job.river = riverDeal ? card : -1;
     job.riverJob = riverDeal;
     job.shared = shared.get();
-    jobs.push_back(job);
+    jobs.list.push_back(job);
   }
-  deals.push_back(std::move(shared));
+  jobs.deals.push_back(std::move(shared));
   vecops::SetNull(frame.valueA, hands);
   vecops::SetNull(frame.valueB, hands);
 }
 
-void RunJobs(SolverContext& context) {
+void RunJobs(SolverContext& context, Pass& pass) {
+  std::vector<SolveJob>& jobs = pass.jobs.list;
   if (jobs.empty()) return;
   std::vector<SolveJob*> order(jobs.size());
   for (size_t i = 0; i < jobs.size(); ++i) order[i] = &jobs[i];
   // Longest first, by the time the node's jobs took last time for this
   // traverser; new nodes (-1) keep the order they were queued in.
-  if (context.mode == UpdateMode) {
-    const int traverser = context.traverser;
+  if (pass.mode == TraversalMode::Update) {
+    const int traverser = pass.traverser;
     std::stable_sort(order.begin(), order.end(), [traverser](const SolveJob* a, const SolveJob* b) {
       return a->node->timeEstimate[traverser] > b->node->timeEstimate[traverser];
     });
@@ -144,26 +124,25 @@ void RunJobs(SolverContext& context) {
   const int count = int(order.size());
   const int threads = SolverThreadCount();
 #pragma omp parallel for schedule(dynamic, 1) num_threads(threads)
-  for (int i = 0; i < count; ++i) RunJob(*order[size_t(i)]);
+  for (int i = 0; i < count; ++i) RunJob(context, pass, *order[size_t(i)]);
 }
 
-void StartJobResults() { cursor = 0; }
+void StartJobResults(Pass& pass) { pass.jobs.cursor = 0; }
 
 void TakeDealResults(TraversalFrame& frame) {
   const int32_t hands = ListHandCount(*frame.context, frame.turn, frame.river);
-  // Phase 2 walks exactly as phase 0 did; a mismatch is a broken walk.
-  if (cursor >= jobs.size() || jobs[cursor].node != frame.node) FatalError("job results out of step");
-  DealShared& shared = *jobs[cursor].shared;
+  PassJobs& jobs = frame.pass->jobs;
+  // The ascend walks exactly as the descend did; a mismatch is a broken walk.
+  if (jobs.cursor >= jobs.list.size() || jobs.list[jobs.cursor].node != frame.node) FatalError("job results out of step");
+  DealShared& shared = *jobs.list[jobs.cursor].shared;
   frame.valueA = std::move(shared.accumulatorA);
   frame.valueB = std::move(shared.accumulatorB);
   frame.valueA.count = frame.valueB.count = hands;
-  cursor += size_t(shared.jobCount);
+  jobs.cursor += size_t(shared.jobCount);
 }
 
-void ClearJobs() {
-  jobs.clear();
-  deals.clear();
-  cursor = 0;
+void ClearJobs(Pass& pass) {
+  pass.jobs.list.clear();
+  pass.jobs.deals.clear();
+  pass.jobs.cursor = 0;
 }
-
-int QueuedJobCount() { return int(jobs.size()); }

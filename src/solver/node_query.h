@@ -14,7 +14,7 @@
 
 #include "storage/float_vec.h"
 
-struct SolverContext;
+struct Pass;
 struct TraversalFrame;
 struct TreeNode;
 
@@ -27,11 +27,11 @@ struct NodeQuery {
   bool captured = false;
 };
 
-// The last step of Traverse in query mode: fills the query when the frame
-// is its target (node, turn and river all equal).
+// The last step of Traverse in query mode: fills the pass's query when the
+// frame is its target (node, turn and river all equal).
 void CaptureQuery(TraversalFrame& frame);
 
-// Whether a deal point below the target copies the values that the last
-// full evaluation stored there, because the streets below were forgotten:
-// so for a target on the flop, or on the turn before its card.
-bool QueryTakesStoredValues(const SolverContext& context);
+// Whether a deal point below the pass's target copies the values that the
+// last full evaluation stored there, because the streets below were
+// forgotten: so for a target on the flop, or on the turn before its card.
+bool QueryTakesStoredValues(const Pass& pass);

@@ -8,7 +8,7 @@
 #include "solver/traversal_steps.h"
 
 void CaptureQuery(TraversalFrame& f) {
-  NodeQuery& query = *static_cast<NodeQuery*>(f.context->nodeQuery);
+  NodeQuery& query = *f.pass->query;
   if (f.node != query.node || f.turn != query.turn || f.river != query.river) return;
   const SolverContext& context = *f.context;
   const int32_t hands = ListHandCount(context, f.turn, f.river);
@@ -37,7 +37,7 @@ void CaptureQuery(TraversalFrame& f) {
   query.captured = true;
 }
 
-bool QueryTakesStoredValues(const SolverContext& context) {
-  const NodeQuery* query = static_cast<const NodeQuery*>(context.nodeQuery);
+bool QueryTakesStoredValues(const Pass& pass) {
+  const NodeQuery* query = pass.query;
   return query && query->node && query->turn < 0 && query->node->street <= 2;
 }

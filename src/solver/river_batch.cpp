@@ -18,25 +18,10 @@ namespace {
 thread_local RiverBatch riverBatch;
 thread_local TurnBatch turnBatch;
 
-// Clears on the way out, so that a walk that ends early leaves no stale
-// mask in force.
-class MaskInForce {
- public:
-  explicit MaskInForce(RiverBatch& batch) : batch_(batch) { batch_.maskInForce = true; }
-  ~MaskInForce() { batch_.maskInForce = false; }
-  MaskInForce(const MaskInForce&) = delete;
-  MaskInForce& operator=(const MaskInForce&) = delete;
-
- private:
-  RiverBatch& batch_;
-};
-
 }  // namespace
 
 RiverBatch& ThreadRiverBatch() { return riverBatch; }
 TurnBatch& ThreadTurnBatch() { return turnBatch; }
-
-const uint16_t* ActiveMaskInForce() { return riverBatch.maskInForce ? riverBatch.activeMask.groups : nullptr; }
 
 void MakeLiveMask(LiveMask& mask, const BoardNode& river, const float* reach) {
   const int32_t groups = int32_t(river.tieRuns.size());
@@ -91,20 +76,22 @@ void PrepareRiverBatch(RiverBatch& batch, const TraversalFrame& frame, bool with
   batch.masks.clear();
   batch.currentRoot = 0;
   batch.cursor = 0;
-  batch.simdLevel = frame.context->passSimdLevel;
+  batch.simdLevel = frame.pass->simdLevel;
   if (withMask) MakeLiveMask(batch.activeMask, *ListNode(*frame.context, frame.turn, frame.river), frame.reachA.data);
 }
 
 void RiverEntry(TraversalFrame& f) {
   RiverBatch& batch = riverBatch;
   PrepareRiverBatch(batch, f, true);
-  if (f.context->mode == UpdateMode && f.context->passSimdLevel > 1) {
+  if (f.pass->mode == TraversalMode::Update && f.pass->simdLevel > 1) {
     CollectNode(f, true);
     EvaluateBatch(*ListNode(*f.context, f.turn, f.river));
     ConsumeNode(f);
     PrepareRiverBatch(batch, f, false);
     return;
   }
-  MaskInForce scope(batch);
+  // The plain steps below carry the mask down in their frames; nothing in
+  // a river subtree remakes the batch's mask while they run.
+  f.liveMask = batch.activeMask.groups;
   TraverseSteps(f);
 }

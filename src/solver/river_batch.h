@@ -17,16 +17,17 @@
 //
 // Both batches belong to one thread and live as long as it; between uses
 // their lists are empty but keep their capacity, so a warm batch allocates
-// nothing but pooled arrays.
+// nothing but pooled arrays. The steps of the batched walk are declared
+// with all the others, in traversal_steps.h.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
 #include "storage/float_vec.h"
+#include "tree/tree_node.h"
 
 struct BoardNode;
-struct TreeNode;
 struct TraversalFrame;
 
 // A river board has at most this many tie groups.
@@ -43,7 +44,7 @@ struct LiveMask {
 struct TerminalEntry {
   double payoff = 0.0;    // from the traverser's side
   int32_t maskIndex = 0;  // the LiveMask of the root this end node lies under
-  int32_t kind = 0;       // ShowdownEnd or FoldEnd
+  NodeKind kind = ShowdownEnd;
 };
 
 struct RiverBatch {
@@ -59,9 +60,6 @@ struct RiverBatch {
   int32_t cursor = 0;
   // Widest kernel group: the pass's SimdLevel, taken by PrepareRiverBatch.
   int32_t simdLevel = 8;
-  // Set while a plain river walk runs below the root that activeMask was
-  // made from; kernels outside such a walk get no mask.
-  bool maskInForce = false;
 };
 
 struct TurnBatch {
@@ -74,9 +72,6 @@ struct TurnBatch {
 RiverBatch& ThreadRiverBatch();
 TurnBatch& ThreadTurnBatch();
 
-// The mask of the plain river walk in progress on this thread, or null.
-const uint16_t* ActiveMaskInForce();
-
 // The LiveMask of a reach on a river's hand list; a null reach gives all
 // zeros.
 void MakeLiveMask(LiveMask& mask, const BoardNode& river, const float* reach);
@@ -84,20 +79,6 @@ void MakeLiveMask(LiveMask& mask, const BoardNode& river, const float* reach);
 // Empties the lists (their arrays go back to the pool) and, with withMask,
 // makes activeMask from the frame's reach on the frame's river.
 void PrepareRiverBatch(RiverBatch& batch, const TraversalFrame& frame, bool withMask);
-
-// The kernels over every listed terminal, grouped by the SIMD level.
-void EvaluateBatch(const BoardNode& river);
-
-// The two walks. moveReach: the frame's reach may be taken, not copied.
-void CollectNode(TraversalFrame& frame, bool moveReach);
-void ConsumeNode(TraversalFrame& frame);
-
-// A first river node reached by Traverse. Batched in update passes above
-// SIMD level 1; otherwise the plain steps run under the root's mask.
-void RiverEntry(TraversalFrame& frame);
-
-// The root of a turn job of a flop tree in an update pass.
-void TurnJobRoot(TraversalFrame& frame);
 
 // Whether turn jobs take TurnJobRoot. Always on in the program; tests turn
 // it off, together with SIMD level 1, to hold the batched walks against the

@@ -195,8 +195,8 @@ Counters ReadCounters(const SolverContext& context) {
 
 ResultsRecord MeasureResults(SolverContext& context) {
   ResultsRecord record;
-  const PassValues oop = RunPass(context, 0, EvaluateMode);
-  const PassValues ip = RunPass(context, 1, EvaluateMode);
+  const PassValues oop = RunPass(context, 0, TraversalMode::Evaluate);
+  const PassValues ip = RunPass(context, 1, TraversalMode::Evaluate);
   record.iteration = ReadCounters(context).iteration;
   record.evOop = oop.value;
   record.mesOop = oop.bestResponse;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "solver/pass.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
 
@@ -48,9 +49,9 @@ double StrategySumWeight(const SolverContext& context) {
   return std::min(w, context.strategyWeightCap);
 }
 
-bool StrategySumsDue(const SolverContext& context, int street) {
+bool StrategySumsDue(const SolverContext& context, const Pass& pass, int street) {
   if (!(float(StrategySumWeight(context)) > 0.0f)) return false;
-  return street < 3 || (context.passRiverStrategy && context.averageRiverNow);
+  return street < 3 || (pass.riverStrategy && context.averageRiverNow);
 }
 
 bool AverageRiverFor(const SolverContext& context) {
@@ -65,16 +66,17 @@ void CurrentStrategy(TreeNode& node, int turn, int river, int hands, const float
   node.store0->GetStrategy(out, turn, river, fallback);
 }
 
-bool AverageIsCurrent(const SolverContext& context, const TreeNode& node) {
+bool AverageIsCurrent(const SolverContext& context, const Pass& pass, const TreeNode& node) {
   if (context.averaging == 0 || !node.store1) return true;
   if (context.averaging == 1 && context.iteration < FirstAveragedIteration) return true;
-  return node.street == 3 && !context.passRiverStrategy;
+  return node.street == 3 && !pass.riverStrategy;
 }
 
-void AverageStrategy(const SolverContext& context, TreeNode& node, int turn, int river, int hands, FloatVec* out) {
+void AverageStrategy(const SolverContext& context, const Pass& pass, TreeNode& node, int turn, int river, int hands,
+                     FloatVec* out) {
   const int actions = node.ActionCount();
   const FallbackRow uniform(actions, false);
-  if (AverageIsCurrent(context, node)) {
+  if (AverageIsCurrent(context, pass, node)) {
     CurrentStrategy(node, turn, river, hands, uniform.data(), out);
     return;
   }

@@ -15,6 +15,8 @@
 #include "storage/float_vec.h"
 #include "tree/solver_context.h"
 
+struct Pass;
+
 // The fallback row of an action count, for an update pass or for reading.
 // Made at every node visit, so it lives on the stack up to 16 actions.
 class FallbackRow {
@@ -33,14 +35,16 @@ class FallbackRow {
 // w of this iteration's strategy sums, 0 when none are added.
 double StrategySumWeight(const SolverContext& context);
 // Whether this iteration adds strategy sums at a node of this street.
-bool StrategySumsDue(const SolverContext& context, int street);
+bool StrategySumsDue(const SolverContext& context, const Pass& pass, int street);
 // averageRiverNow for the iteration about to run.
 bool AverageRiverFor(const SolverContext& context);
 
 // Regret matching of store0 into out[actions] of `hands` each.
 void CurrentStrategy(TreeNode& node, int turn, int river, int hands, const float* fallback, FloatVec* out);
-// Whether the average strategy is the current one at this node.
-bool AverageIsCurrent(const SolverContext& context, const TreeNode& node);
+// Whether the average strategy is the current one at this node, as the
+// pass reads it (without river strategy sums the river has no other).
+bool AverageIsCurrent(const SolverContext& context, const Pass& pass, const TreeNode& node);
 // The average strategy: strategy sums normalised; where a hand's sums are
 // all zero, the current strategy with the uniform fallback.
-void AverageStrategy(const SolverContext& context, TreeNode& node, int turn, int river, int hands, FloatVec* out);
+void AverageStrategy(const SolverContext& context, const Pass& pass, TreeNode& node, int turn, int river, int hands,
+                     FloatVec* out);

@@ -11,7 +11,6 @@
 #include "storage/thread_scratch.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
-#include "storage/strategy_store.h"
 
 std::mutex PassMutex;
 
@@ -31,46 +30,45 @@ const uint16_t* ListHandCards(const SolverContext& context, int turn, int river)
   return list ? list->handCards.data() : context.boardTree->handCards.data();
 }
 
-void EndValue(const SolverContext& context, const TreeNode& end, int turn, int river, const FloatVec& reach,
-              FloatVec& out) {
-  const int32_t hands = ListHandCount(context, turn, river);
-  if (!reach.data) {
+void EndValue(const TraversalFrame& f, const TreeNode& end, FloatVec& out) {
+  const SolverContext& context = *f.context;
+  const int32_t hands = ListHandCount(context, f.turn, f.river);
+  if (!f.reachA.data) {
     vecops::SetNull(out, hands);
     return;
   }
-  const float payoff = float(end.kind == FoldEnd && end.player == context.traverser ? -end.value : end.value);
+  const float payoff = float(end.kind == FoldEnd && end.player == f.pass->traverser ? -end.value : end.value);
   vecops::Resize(out, hands);
   float* outs[1] = {out.data};
-  const float* reaches[1] = {reach.data};
+  const float* reaches[1] = {f.reachA.data};
   if (end.kind == ShowdownEnd) {
-    const BoardNode& board = *ListNode(context, turn, river);
+    const BoardNode& board = *ListNode(context, f.turn, f.river);
     ShowdownKernel<1>(outs, reaches, hands, board.tieRuns.data(), int(board.tieRuns.size()), board.handCards.data(),
-                      &payoff, ActiveMaskInForce());
+                      &payoff, f.liveMask);
   } else {
-    FoldKernel<1>(outs, reaches, hands, ListHandCards(context, turn, river), &payoff);
+    FoldKernel<1>(outs, reaches, hands, ListHandCards(context, f.turn, f.river), &payoff);
   }
 }
 
 void EndNode(TraversalFrame& f) {
-  SolverContext& context = *f.context;
-  // Phase 0 only queues jobs: its values are dropped.
-  if (context.phase == DescendPhase) {
-    const int32_t hands = ListHandCount(context, f.turn, f.river);
+  // The descend only queues jobs: its values are dropped.
+  if (f.pass->phase == PassPhase::Descend) {
+    const int32_t hands = ListHandCount(*f.context, f.turn, f.river);
     vecops::SetNull(f.valueA, hands);
     vecops::SetNull(f.valueB, hands);
     return;
   }
-  EndValue(context, *f.node, f.turn, f.river, f.reachA, f.valueA);
-  if (context.mode == EvaluateMode) vecops::Copy(f.valueB, f.valueA);
+  EndValue(f, *f.node, f.valueA);
+  if (f.pass->mode == TraversalMode::Evaluate) vecops::Copy(f.valueB, f.valueA);
 }
 
 void Traverse(TraversalFrame& f) {
-  SolverContext& context = *f.context;
+  const Pass& pass = *f.pass;
   TreeNode& node = *f.node;
   // An opponent who never gets here makes every value below zero, and an
   // update writes nothing where values are zero: skip the subtree.
-  if (!f.reachA.data && !f.reachB.data && context.mode == UpdateMode) {
-    vecops::SetNull(f.valueA, ListHandCount(context, f.turn, f.river));
+  if (!f.reachA.data && !f.reachB.data && pass.mode == TraversalMode::Update) {
+    vecops::SetNull(f.valueA, ListHandCount(*f.context, f.turn, f.river));
     return;
   }
   // The first node of a river subtree, once its card is dealt.
@@ -78,7 +76,7 @@ void Traverse(TraversalFrame& f) {
     RiverEntry(f);
   else
     TraverseSteps(f);
-  if (context.mode == QueryMode && context.nodeQuery && context.phase != DescendPhase) CaptureQuery(f);
+  if (pass.mode == TraversalMode::NodeQuery && pass.query && pass.phase != PassPhase::Descend) CaptureQuery(f);
 }
 
 void TraverseSteps(TraversalFrame& f) {
@@ -93,30 +91,23 @@ void TraverseSteps(TraversalFrame& f) {
       RiverChance(f);
   } else if (node.kind != DecisionNode) {
     EndNode(f);
-  } else if (node.player == context.traverser) {
+  } else if (node.player == f.pass->traverser) {
     DecisionOwn(f);
   } else {
     DecisionOpponent(f);
   }
 }
 
-void TakePassSettings(SolverContext& context) {
-  context.passSimdLevel = SimdLevel;
-  context.passRiverStrategy = RiverStrategyOn ? 1 : 0;
-}
-
-PassValues RunPass(SolverContext& context, int player, int mode) {
+PassValues RunPass(SolverContext& context, int player, TraversalMode mode) {
   std::lock_guard<std::mutex> passLock(PassMutex);
-  TakePassSettings(context);
-  context.mode = mode;
-  context.traverser = player;
-  context.nodeQuery = nullptr;
+  Pass pass = StartPass(context, mode, player);
   EnsureThreadScratch(context.boardTree->hands.size());
   PoolScope pool(OwnPool());
 
   const std::vector<float>& weights = context.rootWeights[size_t(player ^ 1)];
   auto rootFrame = [&](TraversalFrame& frame) {
     frame.context = &context;
+    frame.pass = &pass;
     frame.node = &context.nodes[0];
     frame.turn = context.rootTurn;
     frame.river = context.rootRiver;
@@ -130,14 +121,14 @@ PassValues RunPass(SolverContext& context, int player, int mode) {
   // writes in whatever phase it runs; the descend of an update pass above
   // SIMD level 1 is therefore walked too, which gives such a tree a second
   // update per pass. At level 1 that walk would write nothing.
-  const bool descend = context.rootStreet != 3 || (mode == UpdateMode && context.passSimdLevel > 1);
+  const bool descend = context.rootStreet != 3 || (mode == TraversalMode::Update && pass.simdLevel > 1);
   TraversalFrame ascend;
-  RunThreePhases(context, descend, rootFrame, ascend);
+  RunThreePhases(context, pass, descend, rootFrame, ascend);
 
   PassValues values;
   const float* norm = context.normWeights[size_t(player)].data();
   values.value = vecops::Dot(ascend.valueA, norm);
-  if (mode == EvaluateMode) values.bestResponse = vecops::Dot(ascend.valueB, norm);
+  if (mode == TraversalMode::Evaluate) values.bestResponse = vecops::Dot(ascend.valueB, norm);
   return values;
 }
 
@@ -147,15 +138,13 @@ IterationValues RunIteration(SolverContext& context) {
   {
     std::lock_guard<std::mutex> passLock(PassMutex);
     context.averageRiverNow = AverageRiverFor(context) ? 1 : 0;
-    StoreIteration = context.iteration;
   }
-  const PassValues ip = RunPass(context, 1, UpdateMode);
-  const PassValues oop = RunPass(context, 0, UpdateMode);
+  const PassValues ip = RunPass(context, 1, TraversalMode::Update);
+  const PassValues oop = RunPass(context, 0, TraversalMode::Update);
   {
     std::lock_guard<std::mutex> passLock(PassMutex);
     context.iteration += 1;
     context.flags &= ~NewTreeFlag;
-    StoreIteration = context.iteration;
   }
   IterationValues values;
   values.ip = ip.value;

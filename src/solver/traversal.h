@@ -11,15 +11,9 @@
 
 #include <mutex>
 
+#include "solver/pass.h"
+
 struct SolverContext;
-
-inline constexpr int EvaluateMode = 0;
-inline constexpr int UpdateMode = 1;
-inline constexpr int QueryMode = 2;
-
-inline constexpr int DescendPhase = 0;
-inline constexpr int JobsPhase = 1;
-inline constexpr int AscendPhase = 2;
 
 // Taken first of all solver locks; see the lock order in solver_locks.h.
 extern std::mutex PassMutex;
@@ -35,15 +29,8 @@ struct IterationValues {
   double oop = 0.0;
 };
 
-// Copies SimdLevel and RiverStrategyOn into the context for the walk that
-// follows; the pass mutex is held. A pass, or a query, takes them once at
-// its start: the descend and the ascend of one pass must walk the river in
-// the same form, and a river sum must not be kept in one half of a pass
-// and dropped in the other, whenever the client changes a setting.
-void TakePassSettings(SolverContext& context);
 // One pass: descend (queue the jobs of the first deal), jobs (in parallel),
-// ascend (sum their results up to the root).
-PassValues RunPass(SolverContext& context, int player, int mode);
-// IP's update pass, then OOP's; then iteration + 1, NEW_TREE cleared and
-// StoreIteration published.
+// ascend (sum their results up to the root). The Pass lives on its stack.
+PassValues RunPass(SolverContext& context, int player, TraversalMode mode);
+// IP's update pass, then OOP's; then iteration + 1 and NEW_TREE cleared.
 IterationValues RunIteration(SolverContext& context);

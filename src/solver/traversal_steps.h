@@ -3,10 +3,19 @@
 // A frame is one (node, dealt turn, dealt river) with the arrays of that
 // board's hand list: the opponent's reach going down, the traverser's
 // counterfactual value (and in evaluate mode the best-response value)
-// coming up. All state of a walk is in its frames, the rows they address
-// and the thread's scratch, so the steps are reentrant and jobs run them
-// on any thread. Internal to the solver; RunPass (traversal.h) is the
-// entry.
+// coming up. All state of a walk is in its frames, their Pass, the rows
+// they address and the thread's scratch, so the steps are reentrant and
+// jobs run them on any thread. Internal to the solver; RunPass
+// (traversal.h) is the entry.
+//
+// The steps call one another in a circle, as any recursion over a tree
+// does, so every step is declared here, once, grouped by the file that
+// defines it: Traverse dispatches to the decision, chance and end steps,
+// which come back through Traverse for each child; the first deal queues
+// jobs (jobs.cpp), which start again at Traverse or TurnJobRoot; the river
+// entry takes the batched walk, which ends in the kernels. Below this
+// header stand the Pass and its job list (pass.h, jobs.h), the tree record
+// and the per-thread river lists (river_batch.h); none of them includes it.
 #pragma once
 
 #include <cstdint>
@@ -14,12 +23,31 @@
 
 #include "storage/float_vec.h"
 #include "solver/jobs.h"
+#include "solver/pass.h"
 #include "tree/solver_context.h"
 #include "solver/traversal.h"
 
 struct TraversalFrame {
+  TraversalFrame() = default;
+  // The frame of a child (or of any node of the same walk): context, pass,
+  // deal and mask carried over, arrays empty. Made at every node visit, so
+  // it sets each field once rather than clearing the frame first.
+  TraversalFrame(const TraversalFrame& parent, TreeNode* child)
+      : context(parent.context),
+        pass(parent.pass),
+        node(child),
+        liveMask(parent.liveMask),
+        turn(parent.turn),
+        river(parent.river) {}
+
   SolverContext* context = nullptr;
+  Pass* pass = nullptr;
   TreeNode* node = nullptr;
+  // The LiveMask groups of the river root this frame lies under, while a
+  // plain (unbatched) river walk runs below it; null elsewhere. Each job
+  // walks its own river roots, so the mask goes with the frame, not the
+  // pass.
+  const uint16_t* liveMask = nullptr;
   int32_t turn = -1;
   int32_t river = -1;
   FloatVec reachA;  // opponent's reach
@@ -51,20 +79,19 @@ const BoardNode* ListNode(const SolverContext& context, int turn, int river);
 int32_t ListHandCount(const SolverContext& context, int turn, int river);
 const uint16_t* ListHandCards(const SolverContext& context, int turn, int river);
 
+// traversal.cpp: the dispatch and the end nodes.
 void Traverse(TraversalFrame& frame);
 // Traverse's dispatch without the river entry: the plain steps.
 void TraverseSteps(TraversalFrame& frame);
+void EndNode(TraversalFrame& frame);
+// Terminal values of one end node with the frame's reach; the showdown on
+// the frame's river list, under the frame's live mask.
+void EndValue(const TraversalFrame& frame, const TreeNode& end, FloatVec& out);
+
+// decision_steps.cpp: the two sides of a decision, and what the plain and
+// the batched steps share there.
 void DecisionOwn(TraversalFrame& frame);
 void DecisionOpponent(TraversalFrame& frame);
-void EndNode(TraversalFrame& frame);
-void TurnChance(TraversalFrame& frame);
-// A river deal on a tree rooted on the turn: one job per river card.
-void RiverChance(TraversalFrame& frame);
-// A river deal inside a turn job of a flop tree: all rivers on this thread.
-void RiverChanceInline(TraversalFrame& frame);
-
-// Shared by the plain and the batched steps.
-//
 // Whether the last two children of a river node are the call (a showdown)
 // and the fold: both then come out of one kernel sweep.
 bool HasEndPair(const SolverContext& context, const TreeNode& node);
@@ -79,35 +106,56 @@ void OwnNodeUpdate(TraversalFrame& frame, FloatVec* values, bool writes);
 // no reach), and with addSums the strategy sums of an update pass where
 // they are due and the node isn't locked.
 void OpponentChildReaches(TraversalFrame& frame, FloatVec* r, bool addSums);
+
+// chance_steps.cpp: the deals.
+void TurnChance(TraversalFrame& frame);
+// A river deal on a tree rooted on the turn: one job per river card.
+void RiverChance(TraversalFrame& frame);
+// A river deal inside a turn job of a flop tree: all rivers on this thread.
+void RiverChanceInline(TraversalFrame& frame);
 // The chance reach sum of a deal point, for the subgame re-solves; the
-// record of the river deal below node for a dealt turn.
-void AccumulateRiverReachSum(const SolverContext& context, TreeNode& node, int turn, const FloatVec& reach);
+// record of the river deal below node for the frame's turn.
+void AccumulateRiverReachSum(const TraversalFrame& frame, TreeNode& node, const FloatVec& reach);
 // 1 / the river cards that can come for any pair of hands.
 float RiverFactor();
 
-// Terminal values of one end node with the reach of the frame; the showdown
-// on the frame's river list.
-void EndValue(const SolverContext& context, const TreeNode& end, int turn, int river, const FloatVec& reach,
-              FloatVec& out);
+// river_batch.cpp, batch_steps.cpp, evaluate_batch.cpp, turn_job_root.cpp:
+// the batched river walk (river_batch.h explains it).
+//
+// A first river node reached by Traverse. Batched in update passes above
+// SIMD level 1; otherwise the plain steps run with the root's mask in
+// their frames.
+void RiverEntry(TraversalFrame& frame);
+// The two walks. moveReach: the frame's reach may be taken, not copied.
+void CollectNode(TraversalFrame& frame, bool moveReach);
+void ConsumeNode(TraversalFrame& frame);
+// The kernels over every terminal listed on this thread, grouped by the
+// SIMD level.
+void EvaluateBatch(const BoardNode& river);
+// The root of a turn job of a flop tree in an update pass.
+void TurnJobRoot(TraversalFrame& frame);
 
 // The three phases of a pass or a query from one start frame, which `fill`
 // makes afresh for the descend and for the ascend (the ascend's frame ends
 // up in `ascend`, with its values). Without a deal below the start there is
 // nothing to queue, and the descend is skipped.
 template <class Fill>
-void RunThreePhases(SolverContext& context, bool deals, Fill fill, TraversalFrame& ascend) {
+void RunThreePhases(SolverContext& context, Pass& pass, bool deals, Fill fill, TraversalFrame& ascend) {
+  // Phase 1: descend, queueing the cards of the first deal as jobs.
   if (deals) {
-    context.phase = DescendPhase;
+    pass.phase = PassPhase::Descend;
     TraversalFrame descend;
     fill(descend);
     Traverse(descend);
   }
-  context.phase = JobsPhase;
-  RunJobs(context);
-  context.phase = AscendPhase;
-  StartJobResults();
+  // Phase 2: the jobs, in parallel.
+  pass.phase = PassPhase::Jobs;
+  RunJobs(context, pass);
+  // Phase 3: ascend, taking the jobs' sums at the deal points.
+  pass.phase = PassPhase::Ascend;
+  StartJobResults(pass);
   fill(ascend);
   Traverse(ascend);
-  ClearJobs();
-  context.phase = DescendPhase;
+  ClearJobs(pass);
+  pass.phase = PassPhase::Descend;
 }

@@ -39,10 +39,7 @@ struct CardPassScratch {
 thread_local CardPassScratch cardScratch;
 
 TraversalFrame EntryFrame(const TraversalFrame& root, TreeNode* node, int river) {
-  TraversalFrame frame;
-  frame.context = root.context;
-  frame.node = node;
-  frame.turn = root.turn;
+  TraversalFrame frame(root, node);
   frame.river = river;
   return frame;
 }
@@ -114,7 +111,7 @@ void RiverCardPass(TraversalFrame& root, int r) {
     if (node.street != 3) continue;
     if (r == 0) {
       if (turnBatch.reach[i].data) vecops::Zero(turnBatch.values[i], turnBatch.values[i].count);
-      if (node.kind == DecisionNode) AccumulateRiverReachSum(context, node, root.turn, turnBatch.reach[i]);
+      if (node.kind == DecisionNode) AccumulateRiverReachSum(root, node, turnBatch.reach[i]);
     }
     vecops::GatherReach(scratch.gathered[i], turnBatch.reach[i], river.parentIndex[0].data(), riverHands);
     MakeLiveMask(batch.masks.back(), river, scratch.gathered[i].data);

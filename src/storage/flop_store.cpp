@@ -48,7 +48,7 @@ void FlopStore::SetRow(int group, int sub, int action, const float* row) {
 }
 
 void FlopStore::UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                              const TieGroups* tieGroups, double weight) {
+                              const TieGroups* tieGroups, double weight, int32_t iteration) {
   if (!IsAllocated()) return;
   for (int a = 0; a < actions; ++a)
     FloatRegretUpdate(rows[size_t(a)].data, values[a].data, baseline.data, lock.handMask.get(), hands);

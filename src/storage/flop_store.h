@@ -28,9 +28,9 @@ class FlopStore : public StrategyStore {
   }
   void SetRow(int group, int sub, int action, const float* row) override;
   void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                     const TieGroups* tieGroups, double weight) override;
+                     const TieGroups* tieGroups, double weight, int32_t iteration) override;
   bool UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups* tieGroups,
-                   double weight, const float* defaultRow) override {
+                   double weight, const float* defaultRow, int32_t iteration) override {
     return false;
   }
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;

@@ -33,7 +33,7 @@ void RiverFloatStore::SetRow(int group, int sub, int action, const float* row) {
 }
 
 void RiverFloatStore::UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                                    const TieGroups* tieGroups, double weight) {
+                                    const TieGroups* tieGroups, double weight, int32_t iteration) {
   if (!buffer) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);

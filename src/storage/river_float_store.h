@@ -15,7 +15,7 @@ class RiverFloatStore : public RiverRowStore {
   void GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) override;
   void SetRow(int group, int sub, int action, const float* row) override;
   void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                     const TieGroups* tieGroups, double weight) override;
+                     const TieGroups* tieGroups, double weight, int32_t iteration) override;
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;
   int32_t ElementBytes() const override { return 4; }
 };

@@ -27,7 +27,7 @@ class RiverShiftSumStore : public RiverStore {
   // As the 16-bit regret rows: value truncated and clamped, shift 0.
   void SetRow(int group, int sub, int action, const float* row) override;
   void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                     const TieGroups* tieGroups, double weight) override {}
+                     const TieGroups* tieGroups, double weight, int32_t iteration) override {}
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;
   // As RiverRowStore's: any number of threads may call it at once.
   void TouchGroup(int group);

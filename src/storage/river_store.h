@@ -25,7 +25,7 @@ class RiverStore : public StrategyStore {
     return false;
   }
   bool UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups* tieGroups,
-                   double weight, const float* defaultRow) override {
+                   double weight, const float* defaultRow, int32_t iteration) override {
     return false;
   }
   int64_t EntryCount(int group) const override;

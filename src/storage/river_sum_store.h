@@ -28,7 +28,7 @@ class RiverSumStore : public RiverStore {
   // Element = 10000 * value, truncated and clamped to the group's width.
   void SetRow(int group, int sub, int action, const float* row) override;
   void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                     const TieGroups* tieGroups, double weight) override {}
+                     const TieGroups* tieGroups, double weight, int32_t iteration) override {}
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;
 
   // Turns a narrow group into 24-bit elements.

@@ -92,7 +92,7 @@ void RiverU16Store::AverageRows(int32_t entry, const TieGroups* tieGroups) {
 }
 
 void RiverU16Store::UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                                  const TieGroups* tieGroups, double weight) {
+                                  const TieGroups* tieGroups, double weight, int32_t iteration) {
   if (!buffer) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
@@ -102,11 +102,11 @@ void RiverU16Store::UpdateRegrets(int group, int sub, const FloatVec& baseline, 
   for (int a = 0; a < Actions(); ++a)
     U16RegretUpdate(Row<uint16_t>(entry, a), values[a].data, baseline.data, mask, hands, step);
   AverageRows(entry, tieGroups);
-  RescaleCheck(group, sub);
+  RescaleCheck(group, sub, iteration);
 }
 
 bool RiverU16Store::UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values,
-                                const TieGroups* tieGroups, double weight, const float* defaultRow) {
+                                const TieGroups* tieGroups, double weight, const float* defaultRow, int32_t iteration) {
   const int actions = Actions();
   if (!buffer || (actions != 2 && actions != 3)) return false;
   const int32_t entry = layout->EntryIndex(group, sub);
@@ -121,7 +121,7 @@ bool RiverU16Store::UpdateFused(int group, int sub, FloatVec& out, const FloatVe
     // No child ran: the node's value is zero and so is every difference.
     ReleaseVector(out);
     out.count = hands;
-    RescaleCheck(group, sub);
+    RescaleCheck(group, sub, iteration);
     return true;
   }
   const U16Step step = U16Step::ForWeight(StepWeight(entry, weight));
@@ -133,7 +133,7 @@ bool RiverU16Store::UpdateFused(int group, int sub, FloatVec& out, const FloatVe
     U16Fused3(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), Row<uint16_t>(entry, 2), values[0].data,
               values[1].data, values[2].data, out.data, hands, step, defaultRow);
   AverageRows(entry, tieGroups);
-  RescaleCheck(group, sub);
+  RescaleCheck(group, sub, iteration);
   return true;
 }
 
@@ -155,8 +155,8 @@ uint16_t RiverU16Store::MaxElement(int group, int sub) const {
   return m;
 }
 
-void RiverU16Store::RescaleCheck(int group, int sub) {
-  if (!AdaptivePrecision || StoreIteration % 10 != 0) return;
+void RiverU16Store::RescaleCheck(int group, int sub, int32_t iteration) {
+  if (!AdaptivePrecision || iteration % 10 != 0) return;
   const uint16_t m = MaxElement(group, sub);
   if (m == 0) return;
   const int32_t entry = layout->EntryIndex(group, sub);

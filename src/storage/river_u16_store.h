@@ -26,9 +26,9 @@ class RiverU16Store : public RiverRowStore {
   // Element = value truncated, clamped to 0..65535; no scale applied.
   void SetRow(int group, int sub, int action, const float* row) override;
   void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                     const TieGroups* tieGroups, double weight) override;
+                     const TieGroups* tieGroups, double weight, int32_t iteration) override;
   bool UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups* tieGroups,
-                   double weight, const float* defaultRow) override;
+                   double weight, const float* defaultRow, int32_t iteration) override;
   // Regret rows only: strategy sums never live here.
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override {}
   int32_t ElementBytes() const override { return 2; }
@@ -36,8 +36,9 @@ class RiverU16Store : public RiverRowStore {
   // Multiplies the entry's rows and its scale by factor.
   void Rescale(int group, int sub, float factor);
   uint16_t MaxElement(int group, int sub) const;
-  // Growth or halving of the entry, on the iterations and setting that ask for it.
-  void RescaleCheck(int group, int sub);
+  // Growth or halving of the entry, on the iterations (every tenth) and
+  // setting that ask for it.
+  void RescaleCheck(int group, int sub, int32_t iteration);
 
   std::vector<float> entryScale;
 

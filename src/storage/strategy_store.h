@@ -82,13 +82,15 @@ class StrategyStore {
                                      const float* defaultRow) = 0;
   virtual void SetRow(int group, int sub, int action, const float* row) = 0;
   // Adds the regret of each action's values against the baseline. A null
-  // value row stands for a child that did not run (all zeros).
+  // value row stands for a child that did not run (all zeros). iteration:
+  // the solver's, which a class may use to time its upkeep; the stores
+  // keep no clock of their own, so a pass decides what iteration it is.
   virtual void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                             const TieGroups* tieGroups, double weight) = 0;
+                             const TieGroups* tieGroups, double weight, int32_t iteration) = 0;
   // Node value into out and regret update in one pass, for 2 or 3 actions.
   // False if it did nothing; the caller then goes the long way.
   virtual bool UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups* tieGroups,
-                           double weight, const float* defaultRow) = 0;
+                           double weight, const float* defaultRow, int32_t iteration) = 0;
   // rows[a] += weight * values[a] on unlocked hands; weight <= 0 does nothing.
   virtual void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) = 0;
   // Unpadded elements of one group, or of all groups for a negative group.
@@ -99,7 +101,3 @@ class StrategyStore {
   virtual MemoryArena* CloseGroup(MemoryArena* arena, int group, bool write) { return nullptr; }
   virtual LockRecord* GetLockRecord(int group, int sub) = 0;
 };
-
-// The iteration the solver is in; the 16-bit regret rows rescale every
-// tenth. Written by the solver driver between iterations only.
-extern int32_t StoreIteration;

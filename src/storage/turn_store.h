@@ -27,12 +27,13 @@ class TurnStore : public StrategyStore {
     children[size_t(group)].SetRow(group, sub, action, row);
   }
   void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
-                     const TieGroups* tieGroups, double weight) override {
-    children[size_t(group)].UpdateRegrets(group, sub, baseline, values, tieGroups, weight);
+                     const TieGroups* tieGroups, double weight, int32_t iteration) override {
+    children[size_t(group)].UpdateRegrets(group, sub, baseline, values, tieGroups, weight, iteration);
   }
   bool UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups* tieGroups,
-                   double weight, const float* defaultRow) override {
-    return children[size_t(group)].UpdateFused(group, sub, out, values, tieGroups, weight, defaultRow);
+                   double weight, const float* defaultRow, int32_t iteration) override {
+    return children[size_t(group)].UpdateFused(group, sub, out, values, tieGroups, weight, defaultRow,
+                                               iteration);
   }
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override {
     children[size_t(group)].AccumulateStrategy(group, sub, values, weight);

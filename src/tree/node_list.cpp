@@ -18,7 +18,7 @@ void BuildNodeList(SolverContext& context, const std::vector<FlatLine>& lines) {
   for (size_t i = 0; i < lines.size(); ++i) {
     const FlatLine& line = lines[i];
     TreeNode& node = nodes[i];
-    node.kind = line.kind;
+    node.kind = NodeKind(line.kind);
     node.parent = line.parent;
     node.value = line.value;
     if (line.kind == DecisionNode) {

@@ -4,6 +4,14 @@
 // through GlobalContext. The betting lives in `nodes`, the cards in
 // `boardTree`; with suit isomorphism both are in canonical suits, and the
 // client's flop and ranges are kept beside them for the way back.
+//
+// Two kinds of data share the record, and each has its own type so that a
+// reader can tell which a field is: BuiltTree, what the build (and the
+// store set-up) made and a solve does not change, and SolverRunState,
+// where the solver's run stands. SolverContext joins them rather than
+// nesting them, so that the whole system keeps writing `context.nodes` and
+// `context.iteration`. What a single walk over the tree is doing (mode,
+// phase, traverser, jobs) is no part of either: that is the solver's Pass.
 #pragma once
 
 #include <array>
@@ -21,7 +29,9 @@ inline constexpr uint32_t IncompleteTreeFlag = 1;
 inline constexpr uint32_t IsomorphismOnFlag = 2;
 inline constexpr uint32_t NewTreeFlag = 4;
 
-struct SolverContext {
+// What the build made: the tree, its boards and weights, and the stores'
+// shape. Written by the build and the store set-up only.
+struct BuiltTree {
   std::vector<TreeNode> nodes;
   CardMask rootBoardMask = 0;  // the board at the root street, tree suits
   CardMask fullBoardMask = 0;  // with the fixed turn and river
@@ -35,10 +45,6 @@ struct SolverContext {
   std::array<std::vector<double>, 2> comboWeights;  // 1326 by ComboIndex, client's suits
   std::vector<std::unique_ptr<RiverLayout>> shapes;  // by action count
   double maxWeight[2] = {0.0, 0.0};
-  int32_t traverser = 0;
-  int32_t mode = 0;
-  int32_t phase = 0;
-  int32_t averaging = 1;
   // Element counts of the first stores per street (index 1..3) and the
   // byte estimates derived from them by the store set-up.
   int64_t elementCounts[4] = {0, 0, 0, 0};
@@ -46,28 +52,36 @@ struct SolverContext {
   int32_t maxChildren = 0;
   double meanChildren = 0.0;
   double maxPayoff = 0.0;
-  double regretScale = 1.0;
   int32_t formatVersion = 10;
   int32_t storeLevels[2] = {0, 0};
-  // Solver limits that go with the store levels.
-  int32_t iterationCap = 9000;
-  double strategyWeightExponent = 1.5;
-  double strategyWeightCap = 262143.0;
-  int32_t tieAveragingLimit = 0;
+  // How the average strategy is kept: 0 not at all (no strategy-sum
+  // stores), 1 from iteration 61 with growing weights, else plain sums.
+  int32_t averaging = 1;
   int64_t effectiveStack = 0;
-  uint8_t storesReady = 0;
-  uint8_t averageRiverNow = 1;
-  // SimdLevel and RiverStrategyOn as the running pass or query took them
-  // (TakePassSettings); the walk reads these, never the settings.
-  int32_t passSimdLevel = 8;
-  uint8_t passRiverStrategy = 1;
-  void* nodeQuery = nullptr;
   // Atomic because queries read it (the isomorphism bit, for the way to
   // and from the client's suits) without the pass mutex, while the solver
   // thread clears NEW_TREE after every iteration.
   std::atomic<uint32_t> flags{NewTreeFlag};
+};
+
+// Where the solver's run stands: its iteration, the limits the store
+// set-up chose with the store levels, and the results of the last
+// measurement. The store set-up resets it; the solver writes it between
+// passes, under the pass mutex.
+struct SolverRunState {
+  // Solver limits that go with the store levels.
+  double regretScale = 1.0;
+  int32_t iterationCap = 9000;
+  double strategyWeightExponent = 1.5;
+  double strategyWeightCap = 262143.0;
+  int32_t tieAveragingLimit = 0;
+  uint8_t storesReady = 0;
+  // Whether this iteration adds river strategy sums.
+  uint8_t averageRiverNow = 1;
   int32_t iteration = 0;
   int32_t forgottenStreet = -1;
   int32_t resultsIteration = -1;
   double mesOop = 0.0, evOop = 0.0, mesIp = 0.0, evIp = 0.0, exploitability = 0.0, meanEv = 0.0;
 };
+
+struct SolverContext : BuiltTree, SolverRunState {};

@@ -16,9 +16,9 @@
 #include "storage/float_vec.h"
 #include "storage/strategy_store.h"
 
-inline constexpr int32_t DecisionNode = 0;
-inline constexpr int32_t ShowdownEnd = 1;
-inline constexpr int32_t FoldEnd = 2;
+// What a node is. Unscoped, so that the kinds read as plain names in the
+// steps that test them at every visit.
+enum NodeKind : int32_t { DecisionNode = 0, ShowdownEnd = 1, FoldEnd = 2 };
 
 // Reach sums and stored values of one deal point.
 struct ChanceRecord {
@@ -31,7 +31,7 @@ struct ChanceRecord {
 };
 
 struct TreeNode {
-  int32_t kind = DecisionNode;
+  NodeKind kind = DecisionNode;
   int32_t parent = -1;
   int32_t player = 0;  // end nodes: the parent's player
   int32_t street = 1;  // 1 flop, 2 turn, 3 river; a showdown end is always 3

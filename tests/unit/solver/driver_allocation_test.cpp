@@ -29,8 +29,8 @@ class StarvedStore : public StrategyStore {
   }
   bool GetStrategyTimesReach(FloatVec*, const FloatVec&, int, int, const float*) override { return false; }
   void SetRow(int, int, int, const float*) override {}
-  void UpdateRegrets(int, int, const FloatVec&, const FloatVec*, const TieGroups*, double) override {}
-  bool UpdateFused(int, int, FloatVec&, const FloatVec*, const TieGroups*, double, const float*) override {
+  void UpdateRegrets(int, int, const FloatVec&, const FloatVec*, const TieGroups*, double, int32_t) override {}
+  bool UpdateFused(int, int, FloatVec&, const FloatVec*, const TieGroups*, double, const float*, int32_t) override {
     return false;
   }
   void AccumulateStrategy(int, int, const FloatVec*, double) override {}

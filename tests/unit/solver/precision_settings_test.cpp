@@ -72,6 +72,7 @@ TEST_F(PrecisionSettingsTest, RiverStrategyOffKeepsNoRiverSums) {
   Iterate(66);
   SolverContext& c = Context();
   const BoardNode& turn = c.boardTree->turns[size_t(c.rootTurn)];
+  const Pass pass = StartPass(c, TraversalMode::NodeQuery, 0);
   for (TreeNode& node : c.nodes) {
     if (node.IsEnd() || node.street != 3) continue;
     const int actions = node.ActionCount();
@@ -79,7 +80,7 @@ TEST_F(PrecisionSettingsTest, RiverStrategyOffKeepsNoRiverSums) {
     for (int r = 0; r < int(turn.rivers.size()); r += 7) {
       const int hands = turn.rivers[size_t(r)].HandCount();
       std::vector<FloatVec> average(static_cast<size_t>(actions)), current(static_cast<size_t>(actions));
-      AverageStrategy(c, node, c.rootTurn, r, hands, average.data());
+      AverageStrategy(c, pass, node, c.rootTurn, r, hands, average.data());
       CurrentStrategy(node, c.rootTurn, r, hands, uniform.data(), current.data());
       for (int a = 0; a < actions; ++a)
         for (int h = 0; h < hands; ++h)

@@ -167,11 +167,9 @@ TEST_F(RiverBatchTest, BatchedRiverRootUpdatesInBothWalks) {
   SolverContext& c = Context();
   for (int t = 0; t < 3; ++t) {
     c.averageRiverNow = AverageRiverFor(c) ? 1 : 0;
-    StoreIteration = c.iteration;
-    for (int player : {1, 1, 0, 0}) RunPass(c, player, UpdateMode);
+    for (int player : {1, 1, 0, 0}) RunPass(c, player, TraversalMode::Update);
     c.iteration += 1;
     c.flags &= ~NewTreeFlag;
-    StoreIteration = c.iteration;
   }
   const std::vector<float> twice = CurrentRows();
   ASSERT_EQ(batched.size(), twice.size());
@@ -236,8 +234,7 @@ TEST_F(RiverBatchTest, LockedRiverNodesKeepTheirRows) {
 TEST_F(RiverBatchTest, CollectListsPairsOnceAndNullReachLearnsNothing) {
   Build("Qs Jh 2h", "8d", "3c", {"0 0", "0 50 50", "50 50"});
   SolverContext& c = Context();
-  c.mode = UpdateMode;
-  c.traverser = 0;
+  Pass pass = StartPass(c, TraversalMode::Update, 0);
   RiverBatch& batch = ThreadRiverBatch();
   // r:0 is OOP's: check (IP then checks or bets; OOP calls or folds) or bet
   // (IP calls or folds): terminals: check-check, the pair after the bet
@@ -245,6 +242,7 @@ TEST_F(RiverBatchTest, CollectListsPairsOnceAndNullReachLearnsNothing) {
   for (bool withReach : {true, false}) {
     TraversalFrame frame;
     frame.context = &c;
+    frame.pass = &pass;
     frame.node = &c.nodes[0];
     frame.turn = c.rootTurn;
     frame.river = c.rootRiver;

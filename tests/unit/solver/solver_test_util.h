@@ -87,8 +87,8 @@ class SolverFixture : public BuildFixture {
 
   static Measurement Measure() {
     Measurement m;
-    const PassValues oop = RunPass(Context(), 0, EvaluateMode);
-    const PassValues ip = RunPass(Context(), 1, EvaluateMode);
+    const PassValues oop = RunPass(Context(), 0, TraversalMode::Evaluate);
+    const PassValues ip = RunPass(Context(), 1, TraversalMode::Evaluate);
     m.evOop = oop.value;
     m.mesOop = oop.bestResponse;
     m.evIp = ip.value;

@@ -47,12 +47,13 @@ class TraversalTest : public SolverFixture {
     SolverContext& c = Context();
     ReferenceRiverGame::Profile profile = game.Uniform();
     const BoardNode& list = RiverList();
+    const Pass pass = StartPass(c, TraversalMode::NodeQuery, 0);
     for (size_t n = 0; n < c.nodes.size(); ++n) {
       TreeNode& node = c.nodes[n];
       if (node.IsEnd()) continue;
       const int actions = node.ActionCount();
       std::vector<FloatVec> rows(static_cast<size_t>(actions));
-      AverageStrategy(c, node, c.rootTurn, c.rootRiver, list.HandCount(), rows.data());
+      AverageStrategy(c, pass, node, c.rootTurn, c.rootRiver, list.HandCount(), rows.data());
       const std::vector<int>& combos = game.Combos(node.player);
       for (size_t i = 0; i < combos.size(); ++i) {
         const uint16_t h = list.comboToHand[size_t(combos[i])];

@@ -62,7 +62,7 @@ TEST(FlopStore, DefaultRowBeforeAllocate) {
   // Updates without memory do nothing and don't crash.
   FloatVec baseline = MakeRow({1, 1, 1, 1, 1});
   FloatVec values[2] = {MakeRow({2, 2, 2, 2, 2}), MakeRow({0, 0, 0, 0, 0})};
-  store.UpdateRegrets(0, 0, baseline, values, nullptr, 1.0);
+  store.UpdateRegrets(0, 0, baseline, values, nullptr, 1.0, 0);
   store.AccumulateStrategy(0, 0, values, 1.0);
   store.GetStrategy(out, 0, 0, fallback);
   EXPECT_EQ(ToVector(out[0]), std::vector<float>(5, 0.25f));
@@ -80,24 +80,24 @@ TEST(FlopStore, RegretUpdateIsPowerThreeQuartersFlooredAtZero) {
   store.lock.handMaskSize = 5;
   FloatVec baseline = MakeRow({0, 0, 16, 0, 3});
   FloatVec values[1] = {MakeRow({16, 0.0625f, 0, 100, 3})};
-  store.UpdateRegrets(0, 0, baseline, values, nullptr, 123.0);  // weight plays no part
+  store.UpdateRegrets(0, 0, baseline, values, nullptr, 123.0, 0);  // weight plays no part
   EXPECT_EQ(ToVector(store.rows[0]), (std::vector<float>{9, 2.125f, 0, 4, 7}));
 
   // A regret at 0 stays 0 under a negative step and comes back with a positive one.
   FloatVec down[1] = {MakeRow({0, 0, 0, 0, 0})};
   FloatVec zero = MakeRow({0, 0, 1, 0, 0});
-  store.UpdateRegrets(0, 0, zero, down, nullptr, 1.0);
+  store.UpdateRegrets(0, 0, zero, down, nullptr, 1.0, 0);
   EXPECT_EQ(store.rows[0].data[2], 0.0f);
   FloatVec up[1] = {MakeRow({0, 0, 81, 0, 0})};
   FloatVec none;  // null baseline: zeros
   none.count = 5;
-  store.UpdateRegrets(0, 0, none, up, nullptr, 1.0);
+  store.UpdateRegrets(0, 0, none, up, nullptr, 1.0, 0);
   EXPECT_EQ(store.rows[0].data[2], 27.0f);  // 81^0.75
   // A null value row stands for zeros: d = -baseline.
   FloatVec missing[1];
   missing[0].count = 5;
   FloatVec base = MakeRow({16, 0, 0, 0, 0});
-  store.UpdateRegrets(0, 0, base, missing, nullptr, 1.0);
+  store.UpdateRegrets(0, 0, base, missing, nullptr, 1.0, 0);
   EXPECT_EQ(store.rows[0].data[0], 1.0f);  // 9 - 8
 }
 
@@ -132,7 +132,7 @@ TEST(TurnStore, ForwardsToTheTurnsChild) {
   store.GetStrategy(out, 0, 0, fallback);
   EXPECT_EQ(ToVector(out[0]), std::vector<float>(3, 0.9f));
   FloatVec dummy;
-  EXPECT_FALSE(store.UpdateFused(1, 0, dummy, out, nullptr, 1.0, fallback));
+  EXPECT_FALSE(store.UpdateFused(1, 0, dummy, out, nullptr, 1.0, fallback, 0));
   EXPECT_FALSE(store.GetStrategyTimesReach(out, dummy, 1, 0, fallback));
 }
 

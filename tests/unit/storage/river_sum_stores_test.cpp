@@ -124,12 +124,12 @@ TEST(RiverFloatStore, RowsOfOddEntriesAndUntouchedGroups) {
     FloatVec baseline = MakeRow(std::vector<float>(size_t(hands), 1.0f));
     FloatVec values[2] = {MakeRow(std::vector<float>(size_t(hands), 17.0f)),
                           MakeRow(std::vector<float>(size_t(hands), 1.0f))};
-    store.UpdateRegrets(0, sub, baseline, values, nullptr, 1.0);  // 16^0.75 = 8 on action 0
+    store.UpdateRegrets(0, sub, baseline, values, nullptr, 1.0, 0);  // 16^0.75 = 8 on action 0
   }
   store.locks[1].handMask.reset(new uint8_t[3]{0, 1, 0});
   FloatVec baseline = MakeRow({0, 0, 0});
   FloatVec values[2] = {MakeRow({-81, -81, -81}), MakeRow({81, 81, 81})};  // 81^0.75 = 27
-  store.UpdateRegrets(0, 1, baseline, values, nullptr, 1.0);
+  store.UpdateRegrets(0, 1, baseline, values, nullptr, 1.0, 0);
   store.GetStrategy(out, 0, 1, fallback);
   EXPECT_EQ(ToVector(out[0]), (std::vector<float>{0, 1, 0}));
   EXPECT_EQ(ToVector(out[1]), (std::vector<float>{1, 0, 1}));

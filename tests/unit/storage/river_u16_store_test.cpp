@@ -12,25 +12,24 @@
 
 namespace {
 
-// The settings and the iteration counter that the rescale check reads.
+// An iteration on which no rescale check runs, unless a test asks for one.
+constexpr int32_t NoRescale = 1;
+
+// The settings that the rescale check reads.
 class U16StoreTest : public ::testing::Test {
  protected:
   void SetUp() override {
     savedAdaptive = AdaptivePrecision;
     savedPrecision = PrecisionExponent;
-    savedIteration = StoreIteration;
     AdaptivePrecision = true;
     PrecisionExponent = 0.0;
-    StoreIteration = 1;  // no rescale unless a test asks for one
   }
   void TearDown() override {
     AdaptivePrecision = savedAdaptive;
     PrecisionExponent = savedPrecision;
-    StoreIteration = savedIteration;
   }
   bool savedAdaptive = true;
   double savedPrecision = 0.0;
-  int32_t savedIteration = 0;
 };
 
 std::vector<uint16_t> Elements(const RiverU16Store& store, int entry, int action) {
@@ -115,9 +114,8 @@ TEST_F(U16StoreTest, RescaleCheck) {
     SetElements(store, 0, 0, 0, {float(c.largest), 0});
     SetElements(store, 0, 0, 1, {0, 10});
     store.entryScale[0] = c.scale;
-    StoreIteration = c.iteration;
     AdaptivePrecision = c.adaptive;
-    store.RescaleCheck(0, 0);
+    store.RescaleCheck(0, 0, c.iteration);
     EXPECT_EQ(Elements(store, 0, 0), (std::vector<uint16_t>{c.expectedLargest, 0})) << c.name;
     EXPECT_EQ(Elements(store, 0, 1), (std::vector<uint16_t>{0, c.expectedOther})) << c.name;
     EXPECT_EQ(store.entryScale[0], c.expectedScale) << c.name;
@@ -125,18 +123,17 @@ TEST_F(U16StoreTest, RescaleCheck) {
   // An all-zero entry isn't rescaled, and an update runs the check itself.
   RiverU16Store store(&layout);
   ASSERT_TRUE(store.Allocate());
-  StoreIteration = 10;
   AdaptivePrecision = true;
-  store.RescaleCheck(0, 0);
+  store.RescaleCheck(0, 0, 10);
   EXPECT_EQ(store.entryScale[0], 1.0f);
   FloatVec baseline = MakeRow({0, 0});
   FloatVec values[2] = {MakeRow({256, 0}), MakeRow({0, 0})};  // 256^0.75 = 64
-  store.UpdateRegrets(0, 0, baseline, values, nullptr, 1.0);
+  store.UpdateRegrets(0, 0, baseline, values, nullptr, 1.0, 10);
   EXPECT_EQ(Elements(store, 0, 0), (std::vector<uint16_t>{512, 0}));  // 64 * 8
   EXPECT_EQ(store.entryScale[0], 8.0f);
   // With precision 1 the target is 2048: 512 grows by 4, the scale is 32.
   PrecisionExponent = 1.0;
-  store.RescaleCheck(0, 0);
+  store.RescaleCheck(0, 0, 10);
   EXPECT_EQ(Elements(store, 0, 0), (std::vector<uint16_t>{2048, 0}));
   EXPECT_EQ(store.entryScale[0], 32.0f);
 }
@@ -149,12 +146,12 @@ TEST_F(U16StoreTest, EntryScaleEntersTheWeight) {
   FloatVec baseline = MakeRow({0});
   FloatVec values[2] = {MakeRow({4}), MakeRow({0})};
   // w = 4 * 4 = 16: (16 * 4)^0.75 = 22.6 -> 22.
-  store.UpdateRegrets(0, 0, baseline, values, nullptr, 4.0);
+  store.UpdateRegrets(0, 0, baseline, values, nullptr, 4.0, NoRescale);
   EXPECT_EQ(Elements(store, 0, 0), std::vector<uint16_t>{22});
   // Without adaptive precision the scale is left out: (4 * 5)^0.75 = 9.46.
   AdaptivePrecision = false;
   FloatVec more[2] = {MakeRow({5}), MakeRow({0})};
-  store.UpdateRegrets(0, 0, baseline, more, nullptr, 4.0);
+  store.UpdateRegrets(0, 0, baseline, more, nullptr, 4.0, NoRescale);
   EXPECT_EQ(Elements(store, 0, 0), std::vector<uint16_t>{31});
 }
 
@@ -246,7 +243,7 @@ TEST_F(U16StoreTest, FusedUpdateMatchesTheDefinition) {
         values[a] = MakeRow(x[size_t(a)]);
       }
       FloatVec out;
-      ASSERT_TRUE(store.UpdateFused(0, sub, out, values, nullptr, weight, fallback.data()));
+      ASSERT_TRUE(store.UpdateFused(0, sub, out, values, nullptr, weight, fallback.data(), NoRescale));
       ASSERT_EQ(out.count, hands);
       for (int i = 0; i < hands; ++i) {
         double n = 0, ev = 0;
@@ -277,21 +274,21 @@ TEST_F(U16StoreTest, FusedDeclinesWhatItCantDo) {
   ASSERT_TRUE(four.Allocate());
   FloatVec out;
   FloatVec values[4] = {MakeRow({1, 1}), MakeRow({1, 1}), MakeRow({1, 1}), MakeRow({1, 1})};
-  EXPECT_FALSE(four.UpdateFused(0, 0, out, values, nullptr, 1.0, fallback));
+  EXPECT_FALSE(four.UpdateFused(0, 0, out, values, nullptr, 1.0, fallback, NoRescale));
 
   RiverU16Store store(&layout2);
   ASSERT_TRUE(store.Allocate());
   FloatVec mixed[2] = {MakeRow({1, 1}), FloatVec()};
   mixed[1].count = 2;
-  EXPECT_FALSE(store.UpdateFused(0, 0, out, mixed, nullptr, 1.0, fallback));
+  EXPECT_FALSE(store.UpdateFused(0, 0, out, mixed, nullptr, 1.0, fallback, NoRescale));
   FloatVec none[2];
   none[0].count = none[1].count = 2;
   out = MakeRow({5, 5});
-  EXPECT_TRUE(store.UpdateFused(0, 0, out, none, nullptr, 1.0, fallback));
+  EXPECT_TRUE(store.UpdateFused(0, 0, out, none, nullptr, 1.0, fallback, NoRescale));
   EXPECT_EQ(out.data, nullptr);
   EXPECT_EQ(out.count, 2);
   store.locks[0].handMask.reset(new uint8_t[2]{0, 1});
-  EXPECT_FALSE(store.UpdateFused(0, 0, out, values, nullptr, 1.0, fallback));
+  EXPECT_FALSE(store.UpdateFused(0, 0, out, values, nullptr, 1.0, fallback, NoRescale));
 }
 
 // Updating one entry of hand counts that leave odd tails changes nothing
@@ -312,7 +309,7 @@ TEST_F(U16StoreTest, OddHandCountsStayInTheirRows) {
     FloatVec values[3] = {MakeRow(std::vector<float>(size_t(hands), 16.0f)),
                           MakeRow(std::vector<float>(size_t(hands), -16.0f)), FloatVec()};
     values[2].count = hands;
-    store.UpdateRegrets(group, sub, baseline, values, nullptr, 1.0);
+    store.UpdateRegrets(group, sub, baseline, values, nullptr, 1.0, NoRescale);
     for (int e = 0; e < layout.entryCount; ++e)
       for (int a = 0; a < 3; ++a) {
         uint16_t expected = e != target ? uint16_t(1000 + a) : a == 0 ? 1008 : a == 1 ? 993 : 1002;
