@@ -27,7 +27,7 @@ void MarkStraight(uint32_t run, HandValue value) {
 void InitHandTables() {
   if (tablesReady) return;
 
-  // Step 1: counts, top rank and top five, walking each mask's bits from the
+  // Counts, top rank and top five, walking each mask's bits from the
   // ace down.
   for (uint32_t mask = 1; mask < HandTableSize; ++mask) {
     uint32_t count = 0, topFive = 0;
@@ -41,7 +41,7 @@ void InitHandTables() {
     TopFiveRanksTable[mask] = topFive;
   }
 
-  // Step 2: straights from the ace-high run down, so that a mask holding two
+  // Straights from the ace-high run down, so that a mask holding two
   // straights keeps the higher; the ace-low run comes last, as the lowest.
   for (int top = 12; top >= 4; --top) {
     uint32_t run = 0x1Fu << (top - 4);

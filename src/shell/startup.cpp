@@ -90,12 +90,12 @@ void MainLoop() {
 }  // namespace
 
 void RunShell(int argc, char** argv) {
-  // Step 2: the processor was checked by main.
+  // main has checked the processor before the shell starts.
   Variables.Set("build", BuildText);
   Variables.Set("build_date", BuildDate);
   Variables.Set("build_time", BuildTime);
 
-  // Steps 3-5.
+  // The command line: switches for the whole session.
   CommandLine options = ParseCommandLine(argc, argv);
   Verbosity = options.verbose ? 1 : 0;
   EchoCommands = options.echo;
@@ -104,7 +104,7 @@ void RunShell(int argc, char** argv) {
   SuppressOk = options.suppressOk;
   CompactMessages = options.compact;
 
-  // Steps 6-9.
+  // Tables, the thread team and the start time, before any command runs.
   InitHandTables();
   // One step above normal, for the thread that reads the client's commands;
   // without the privilege the thread keeps its priority.
@@ -113,14 +113,14 @@ void RunShell(int argc, char** argv) {
   StartTicks = ClockTicks();
   SaveStartupOutput();
 
-  // Step 10: banner.
+  // The banner.
   SetTextColor(2);
   std::printf("Kestrune (Ombrelane) build %s (%s, %s) \n", BuildText, BuildDate, BuildTime);
   std::fflush(stdout);
   SetTextColor(7);
   if (Verbosity > 0) std::printf("[verbosity %d]\n", Verbosity);
 
-  // Step 11-12.
+  // The hand tables, then the variables given on the command line.
   BuildHandTables();
   for (const std::string& text : options.variables) {
     if (!SetVariableFromOption(text)) {
@@ -133,14 +133,14 @@ void RunShell(int argc, char** argv) {
     }
   }
 
-  // Step 13: the replies of all --cmd values go out together.
+  // The replies of all --cmd values go out together.
   if (!options.commands.empty()) {
     for (const std::string& command : options.commands) ExecuteCommand(Tokenize(command));
     FlushReply();
     std::fflush(stdout);
   }
 
-  // Step 14.
+  // A script named on the command line runs before the first line is read.
   if (!options.script.empty()) {
     if (!IsExistingFile(options.script)) {
       std::printf("ERROR: can't find file '%s'\n", options.script.c_str());
@@ -151,7 +151,7 @@ void RunShell(int argc, char** argv) {
     std::fflush(stdout);
   }
 
-  // Step 15. The link of server mode comes with the TCP link; until then a
+  // Then the client's lines. The link of server mode comes with the TCP link; until then a
   // server would have nothing to serve, and reads the standard input.
   MainLoop();
   FlushReply();

@@ -27,11 +27,11 @@ std::vector<FlatLine> FlattenTrie(SchematicNode& root, int rootStreet, double ha
     line.parent = pending.parent;
     line.source = &node;
     if (!node.IsEnd()) {
-      line.kind = 0;
+      line.kind = DecisionNode;
       line.player = node.player;
       line.street = rootStreet + node.street;
     } else {
-      line.kind = pending.key >= 0.0 ? 1 : 2;
+      line.kind = pending.key >= 0.0 ? ShowdownEnd : FoldEnd;
       line.value = halfPot + node.amount;
     }
     lines.push_back(line);
@@ -49,5 +49,5 @@ void WriteTrieIndexes(const std::vector<FlatLine>& lines) {
 }
 
 bool HasLineBeyondRiver(const std::vector<FlatLine>& lines) {
-  return std::any_of(lines.begin(), lines.end(), [](const FlatLine& line) { return line.kind == 0 && line.street > 3; });
+  return std::any_of(lines.begin(), lines.end(), [](const FlatLine& line) { return line.kind == DecisionNode && line.street > 3; });
 }

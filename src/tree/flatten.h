@@ -14,10 +14,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "tree/node_kind.h"
 #include "tree/schematic_tree.h"
 
 struct FlatLine {
-  int32_t kind = 0;     // 0 action node, 1 showdown end, 2 fold end
+  NodeKind kind = DecisionNode;
   int32_t parent = -1;  // -1 at the root
   int32_t player = -1;  // end nodes: -1
   int32_t street = -1;  // root street + the node's street offset; end nodes: -1

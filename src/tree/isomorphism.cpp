@@ -83,7 +83,7 @@ SuitMap CanonicalizeBoard(CardMask& flop, CardMask& turn, CardMask& river) {
     if (map[suit] == Open) map[suit] = next++;
   };
 
-  // 1. to 4. The flop's suits first. Two suits: the one with two cards
+  // The flop's suits first. Two suits: the one with two cards
   // leads. One or three suits: order of first appearance in ascending card
   // order, which for three single cards is their suit order.
   std::array<int, 4> counts{};
@@ -103,11 +103,11 @@ SuitMap CanonicalizeBoard(CardMask& flop, CardMask& turn, CardMask& river) {
   } else {
     for (CardMask m = flop; m; m &= m - 1) assign(SuitOf(std::countr_zero(m)));
   }
-  // 5. A new suit of the turn, then of the river, takes the first free
+  // A new suit of the turn, then of the river, takes the first free
   // number: that is what makes each deal land on its representative.
   if (turn) assign(SuitOf(std::countr_zero(turn)));
   if (river) assign(SuitOf(std::countr_zero(river)));
-  // 6. The rest in client order.
+  // The rest in client order.
   for (int s = 0; s < 4; ++s) assign(s);
 
   // 7.

@@ -14,11 +14,11 @@ void BuildNodeList(SolverContext& context, const std::vector<FlatLine>& lines) {
   // Sized once: parentNode points into the vector.
   nodes.resize(lines.size());
 
-  // 1. Records. A parent always comes before its children in the list.
+  // Records. A parent always comes before its children in the list.
   for (size_t i = 0; i < lines.size(); ++i) {
     const FlatLine& line = lines[i];
     TreeNode& node = nodes[i];
-    node.kind = NodeKind(line.kind);
+    node.kind = line.kind;
     node.parent = line.parent;
     node.value = line.value;
     if (line.kind == DecisionNode) {
@@ -31,7 +31,7 @@ void BuildNodeList(SolverContext& context, const std::vector<FlatLine>& lines) {
     }
   }
 
-  // 2. Links and the largest payoff.
+  // Links and the largest payoff.
   context.maxPayoff = 0.0;
   for (size_t i = 0; i < nodes.size(); ++i) {
     TreeNode& node = nodes[i];
@@ -42,7 +42,7 @@ void BuildNodeList(SolverContext& context, const std::vector<FlatLine>& lines) {
     if (node.IsEnd()) context.maxPayoff = std::max(context.maxPayoff, std::fabs(node.value));
   }
 
-  // 3. Deal points and the shape of the tree.
+  // Deal points and the shape of the tree.
   int64_t childSum = 0;
   int parents = 0;
   context.maxChildren = 0;

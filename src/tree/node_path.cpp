@@ -74,7 +74,7 @@ int StreetNumber(const SchematicNode& node) {
 }
 
 NodePath ParsePath(const std::string& text) {
-  // Steps 1-3: the place above the root, then the root.
+  // The place above the root, then the root.
   if (!TreeIsPresent()) FailCommand("missing/incorrect tree");
   const std::vector<std::string> tokens = SplitAtColons(text);
   if (tokens[0] != "r") ThrowIncorrectPath();
@@ -85,7 +85,7 @@ NodePath ParsePath(const std::string& text) {
   if (tokens[1] != "0") ThrowIncorrectPath();
   path.node = SchematicRoot.get();
 
-  // Step 4: actions and dealt cards.
+  // Actions and dealt cards.
   for (size_t t = 2; t < tokens.size(); ++t) {
     const std::string& token = tokens[t];
     if (token.empty()) ThrowIncorrectPath();

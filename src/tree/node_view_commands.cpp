@@ -15,6 +15,7 @@
 #include "setup/settings.h"
 #include "shell/command_error.h"
 #include "shell/output.h"
+#include "shell/tree_lifecycle.h"
 #include "shell/parse.h"
 #include "tree/global_context.h"
 #include "tree/isomorphism.h"
@@ -148,14 +149,14 @@ void CmdShowChildren(const Tokens& tokens) {
 }
 
 void CmdShowAllLines(const Tokens& tokens) {
-  if (!TreeIsPresent()) ThrowCommandError("missing/incorrect tree");
+  RequireTree();
   PrintReply("r\nr:0\n");
   PrintAllLines(*SchematicRoot, "r:0");
   PrintReply("END\n");
 }
 
 void CmdSetEvBoost(const Tokens& tokens) {
-  if (!TreeIsPresent()) ThrowCommandError("missing/incorrect tree");
+  RequireTree();
   const NodePath path = ParseBuiltPath(tokens[1]);
   // The path names the action: the boost belongs to the node it reaches.
   const char* parentKind = NodeKindWord(ParentPath(path));

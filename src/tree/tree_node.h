@@ -15,10 +15,7 @@
 
 #include "storage/float_vec.h"
 #include "storage/strategy_store.h"
-
-// What a node is. Unscoped, so that the kinds read as plain names in the
-// steps that test them at every visit.
-enum NodeKind : int32_t { DecisionNode = 0, ShowdownEnd = 1, FoldEnd = 2 };
+#include "tree/node_kind.h"
 
 // Reach sums and stored values of one deal point.
 struct ChanceRecord {
