@@ -14,7 +14,6 @@
 #include "reply_parsing.h"
 #include "analysis/analysis_commands.h"
 #include "eval/evaluate_cards.h"
-#include "shell/command_error.h"
 
 namespace {
 
@@ -140,24 +139,6 @@ TEST_F(EquityQueries, CalcEqPpListsRangeHandsByEquity) {
     EXPECT_LE(percent, previous) << lines[size_t(i)];
     previous = percent;
   }
-}
-
-TEST_F(EquityQueries, SpotErrorsComeInOrder) {
-  auto error = [] {
-    try {
-      RunHandler(CmdCalcEq, Tokens{"calc_eq", "nobody"});
-    } catch (const CommandError& e) {
-      return std::string(e.what());
-    }
-    return std::string("no error");
-  };
-  Ranges[0].clear();
-  InputBoard = {};
-  EXPECT_EQ(error(), "ERROR: calc_eq board not set\n");
-  SetBoard("Qs Jh 2h");
-  EXPECT_EQ(error(), "ERROR: calc_eq ranges not set\n");
-  SetRanges(SpotWeight);
-  EXPECT_EQ(error(), "ERROR: calc_eq incorrect player name\n");
 }
 
 // A flop tree with isomorphism: the node queries against the spot query,
