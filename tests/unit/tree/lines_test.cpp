@@ -218,14 +218,4 @@ TEST_F(Lines, EveryMergeResetsTheRoot) {
   EXPECT_TRUE(SchematicRoot->children.empty());
 }
 
-TEST_F(Lines, EffectiveStackIsTheLargestKeyAnywhere) {
-  EXPECT_EQ(SchematicEffectiveStack(), 0);
-  Run({"add_line 0 100 100 300 1000.7", "add_line 500"});
-  EXPECT_EQ(SchematicEffectiveStack(), 1000);
-  Run({"remove_line 0", "clear_lines", "add_line 20 60"});
-  EXPECT_EQ(SchematicEffectiveStack(), 60);
-  Run({"clear_lines"});
-  EXPECT_EQ(SchematicEffectiveStack(), 0);
-}
-
 }  // namespace

@@ -1,5 +1,5 @@
 // Node paths: what each path text reaches, which texts are refused and
-// how, and the words and tokens derived from a place.
+// how, and the parents and streets derived from a place.
 //
 // Trie of every test (flop Qs Jh 2h): checks through three streets, a bet
 // of 100 behind a check (called), and a bet of 100 raised to 300.
@@ -105,30 +105,10 @@ TEST_F(Paths, CardsFollowTheDeckAndTheBuiltBoard) {
     EXPECT_EQ(Outcome(text), "ERROR: show_node incorrect path\n") << text;
 }
 
-TEST_F(Paths, KindsTokensAndParents) {
-  struct KindCase {
-    const char* text;
-    const char* kind;
-  };
-  const KindCase kinds[] = {
-      {"r", "ROOT"},
-      {"r:0", "OOP_DEC"},
-      {"r:0:c", "IP_DEC"},
-      {"r:0:c:c", "SPLIT_NODE"},
-      {"r:0:c:c:Qd", "OOP_DEC"},
-      {"r:0:b100:f", "END_NODE"},
-      {"r:0:c:b100:c", "SPLIT_NODE"},  // an end, but its deal is pending
-      {"r:0:c:b100:c:Kd", "END_NODE"},
-      {"r:0:b100:b300", "OOP_DEC"},
-  };
-  for (const KindCase& c : kinds) EXPECT_STREQ(NodeKindWord(ParsePath(c.text)), c.kind) << c.text;
-
-  const SchematicNode& bet = *Node({100});
-  EXPECT_EQ(ChildToken(bet, 0), "b300");
-  EXPECT_EQ(ChildToken(bet, 1), "c");
-  EXPECT_EQ(ChildToken(bet, 2), "f");
-  EXPECT_EQ(ChildToken(*SchematicRoot, 0), "b100");
-  EXPECT_EQ(ChildToken(*SchematicRoot, 1), "c");
+TEST_F(Paths, KindsAndParents) {
+  // A called bet before a deal is a split until its card is named.
+  EXPECT_STREQ(NodeKindWord(ParsePath("r:0:c:b100:c")), "SPLIT_NODE");
+  EXPECT_STREQ(NodeKindWord(ParsePath("r:0:c:b100:c:Kd")), "END_NODE");
 
   // The turn stays with a parent on the turn, not with one on the flop.
   NodePath parent = ParentPath(ParsePath("r:0:c:c:Qd:c"));
