@@ -45,7 +45,7 @@ double RangeMean(const EvReply& r) {
 
 // Pairs and broadway hands, whole hand classes so that suit isomorphism
 // accepts them.
-double ClassWeight(int player, int combo) {
+double SpotWeight(int player, int combo) {
   const CardMask hand = ComboMask[size_t(combo)];
   const int a = RankOf(std::countr_zero(hand)), b = RankOf(63 - std::countl_zero(hand));
   const int lo = std::min(a, b), hi = std::max(a, b);
@@ -61,7 +61,7 @@ class EvQueries : public SolverFixture {
  protected:
   void BuildFlopSpot(bool isomorphism) {
     IsomorphismFlopRoots = isomorphism;
-    SetRanges(ClassWeight);
+    SetRanges(SpotWeight);
     SetBoard("Qs Jh 2h");
     AddLines({"0 0 0 0 0 0", "50 50 50 50 50 50", "0 50 50 50 50 50 50", "0 0 0 0 50 50", "0 0 0 0 0 50 50"});
     RunHandler(CmdBuildTree, Tokens{"build_tree"});
@@ -79,7 +79,7 @@ TEST_F(EvQueries, RootMeanIsTheGameValue) {
     if (rootStreet == 1) {
       BuildFlopSpot(true);
     } else {
-      SetRanges(ClassWeight);
+      SetRanges(SpotWeight);
       SetBoard("Qs Jh 2h", "8d");
       AddLines({"0 0 0 0", "50 50 50 50", "0 50 50 50 50", "0 0 50 50"});
       RunHandler(CmdBuildTree, Tokens{"build_tree"});

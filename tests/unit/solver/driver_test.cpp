@@ -15,12 +15,10 @@
 #include <thread>
 #include <vector>
 
-#include "shell/command_error.h"
 #include "shell/execute.h"
 #include "shell/output.h"
 #include "shell/shell_state.h"
 #include "shell/tokenize.h"
-#include "solver/solver_commands.h"
 #include "solver/solver_control.h"
 #include "solver_test_util.h"
 
@@ -187,34 +185,6 @@ TEST_F(DriverTest, InterleavedCommandsLeaveTheSolverIdleAfterAWait) {
   EXPECT_GT(started, 0);
   EXPECT_EQ(CountLines(text, "SOLVER: stopped"), started);
   EXPECT_EQ(CountLines(text, "ERROR:") - CountLines(text, "ERROR: go Can't do that when solver is running"), 0);
-  if (HasFailure()) std::fprintf(stderr, "%s", text.c_str());
-}
-
-TEST_F(DriverTest, GoWhileRunningIsRefusedAndStopEndsTheRun) {
-  Watchdog watchdog(std::chrono::seconds(60));
-  CapturedStdout capture;
-  BuildSpot();
-  ASSERT_NE(GlobalContext, nullptr);
-
-  CurrentCommand = "go";
-  CmdGo({"go", "60", "seconds"});
-  std::string refusal;
-  try {
-    CurrentCommand = "go";
-    CmdGo({"go", "10", "steps"});
-  } catch (const CommandError& error) {
-    refusal = error.what();
-  }
-  const bool stillRunning = SolverIsRunning();
-  Send("stop");
-  WaitForSolver();
-  std::string text = capture.Restore();
-
-  ASSERT_TRUE(stillRunning) << "the first run ended before the second go";
-  EXPECT_EQ(refusal, "ERROR: go Can't do that when solver is running\n");
-  EXPECT_FALSE(SolverIsRunning());
-  EXPECT_EQ(CountLines(text, "SOLVER: started"), 1);
-  EXPECT_EQ(CountLines(text, "SOLVER: stopped (requested)"), 1);
   if (HasFailure()) std::fprintf(stderr, "%s", text.c_str());
 }
 

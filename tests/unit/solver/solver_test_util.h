@@ -6,6 +6,7 @@
 
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../tree/build_test_util.h"
@@ -14,6 +15,25 @@
 #include "shell/output.h"
 #include "shell/tokenize.h"
 #include "solver/traversal.h"
+
+// Ranges of whole hand classes: "AQ" is every combo of an ace and a queen.
+inline double ClassWeight(int combo, const std::vector<std::pair<std::string, double>>& classes) {
+  const CardMask hand = ComboMask[size_t(combo)];
+  const int a = RankOf(std::countr_zero(hand)), b = RankOf(63 - std::countl_zero(hand));
+  const std::string ranks = "23456789TJQKA";
+  for (const auto& [name, weight] : classes) {
+    const int x = int(ranks.find(name[0])), y = int(ranks.find(name[1]));
+    if ((a == x && b == y) || (a == y && b == x)) return weight;
+  }
+  return 0.0;
+}
+
+// A river game of a few dozen combos a side, with card removal between
+// them, for the tests against the brute-force reference.
+inline double ReferenceGameRanges(int player, int combo) {
+  if (player == 0) return ClassWeight(combo, {{"AQ", 1.0}, {"JT", 1.0}, {"99", 1.0}, {"44", 0.5}, {"65", 1.0}});
+  return ClassWeight(combo, {{"KQ", 1.0}, {"AJ", 0.75}, {"88", 1.0}, {"33", 1.0}, {"76", 1.0}, {"A5", 1.0}});
+}
 
 struct Measurement {
   double evOop = 0.0, evIp = 0.0, mesOop = 0.0, mesIp = 0.0;
