@@ -10,33 +10,10 @@
 #include "setup/settings.h"
 #include "shell/command_error.h"
 #include "tree/node_path.h"
+#include "../storage/store_test_util.h"
 #include "tree_test_util.h"
 
 namespace {
-
-class LockOnlyStore : public StrategyStore {
- public:
-  explicit LockOnlyStore(uint32_t flags) { record_.flags = flags; }
-  bool Allocate() override { return true; }
-  int32_t HandCount(int, int) const override { return 0; }
-  void GetStrategy(FloatVec*, int, int, const float*) override {}
-  bool GetStrategyTimesReach(FloatVec*, const FloatVec&, int, int, const float*) override { return false; }
-  void SetRow(int, int, int, const float*) override {}
-  void UpdateRegrets(int, int, const FloatVec&, const FloatVec*, const TieGroups*, double, int32_t) override {}
-  bool UpdateFused(int, int, FloatVec&, const FloatVec*, const TieGroups*, double, const float*, int32_t) override {
-    return false;
-  }
-  void AccumulateStrategy(int, int, const FloatVec*, double) override {}
-  int64_t EntryCount(int) const override { return 0; }
-  LockRecord* GetLockRecord(int group, int sub) override {
-    asked = {group, sub};
-    return &record_;
-  }
-  std::pair<int, int> asked{-2, -2};
-
- private:
-  LockRecord record_;
-};
 
 class Inspect : public PathFixture {
  protected:
@@ -106,8 +83,8 @@ TEST_F(Inspect, SplitChildrenAreEveryRealCardHighestFirst) {
 TEST_F(Inspect, FlagsComeFromTheRowOfTheClientsCards) {
   // The turn decision after check, check, and the river decision after the
   // turn is checked through.
-  auto* turnStore = new LockOnlyStore(LockedFlag | ComboLockedFlag);
-  auto* riverStore = new LockOnlyStore(LockedFlag);
+  auto* turnStore = new StandInStore(1, 0, true, LockedFlag | ComboLockedFlag);
+  auto* riverStore = new StandInStore(1, 0, true, LockedFlag);
   context_.nodes[size_t(Node({0, 0})->index)].store0.reset(turnStore);
   context_.nodes[size_t(Node({0, 0, 0, 0})->index)].store0.reset(riverStore);
   context_.boardTree = std::make_unique<BoardTree>();
