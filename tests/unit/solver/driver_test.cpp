@@ -106,21 +106,14 @@ std::string RangeLine(const char* player, int modulus) {
 
 class DriverTest : public SolverFixture {
  protected:
-  void SetUp() override {
-    SolverFixture::SetUp();
-    savedAccuracy_ = SolverAccuracy;
-    savedPeriod_ = MeasurementPeriod;
-  }
   void TearDown() override {
     RequestSolverStop();
     WaitForSolver();
-    SolverAccuracy = savedAccuracy_;
-    MeasurementPeriod = savedPeriod_;
     SolverFixture::TearDown();
   }
 
-  double savedAccuracy_ = 0.0;
-  int savedPeriod_ = 0;
+  ScopedValue<RelaxedSetting<double>> accuracy_{SolverAccuracy};
+  ScopedValue<RelaxedSetting<int>> period_{MeasurementPeriod};
 
   // A turn spot: slow enough per iteration that a run is still going when
   // the next command comes, small enough for a sanitizer build.

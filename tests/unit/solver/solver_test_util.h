@@ -42,20 +42,6 @@ struct Measurement {
 
 class SolverFixture : public BuildFixture {
  protected:
-  void SetUp() override {
-    BuildFixture::SetUp();
-    savedThreads_ = ThreadCount;
-    savedSimd_ = SimdLevel;
-    savedAvx512_ = Avx512Allowed;
-    ThreadCount = 2;
-  }
-  void TearDown() override {
-    ThreadCount = savedThreads_;
-    SimdLevel = savedSimd_;
-    Avx512Allowed = savedAvx512_;
-    BuildFixture::TearDown();
-  }
-
   // Runs the lines of a script file through the dispatcher.
   static void RunScript(const std::string& path) {
     std::ifstream in(path);
@@ -117,9 +103,8 @@ class SolverFixture : public BuildFixture {
   }
 
  private:
-  int savedThreads_ = 0;
-  int savedSimd_ = 8;
-  bool savedAvx512_ = false;
+  ScopedValue<RelaxedSetting<int>> threads_{ThreadCount, 2}, simd_{SimdLevel};
+  ScopedValue<RelaxedSetting<bool>> avx512_{Avx512Allowed};
 };
 
 // Path of a file of the source tree, from this file's place.

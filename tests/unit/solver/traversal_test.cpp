@@ -127,8 +127,6 @@ TEST_F(TraversalTest, RiverSolveAgreesWithBruteForceReference) {
   EXPECT_LE(low, high + 1e-4 * Pot);
   EXPECT_NEAR(m.evOop, ref.evOop, 2 * (m.Exploitability() + ref.Exploitability()) + 1e-4 * Pot);
   EXPECT_LT(m.Exploitability(), 0.002 * Pot);
-  std::printf("[river reference] solver ev %.5f explo %.5f | reference ev %.5f explo %.5f\n", m.evOop,
-              m.Exploitability(), ref.evOop, ref.Exploitability());
 }
 
 // Locks: a LOCKED node keeps its rows and adds no sums, and nobody can
@@ -210,8 +208,7 @@ TEST_F(TraversalTest, ExploitabilityFallsOnTheExampleRiverSpot) {
   Iterate(100);
   for (int t = 100; t <= 400; t += 100) {
     const double now = Measure().Exploitability();
-    std::printf("[river example] exploitability %.6f at %d\n", now, t);
-    EXPECT_LT(now, last);
+    EXPECT_LT(now, last) << "at iteration " << t;
     last = now;
     if (t < 400) Iterate(100);
   }
