@@ -508,15 +508,6 @@ TEST_F(BuildFixture, StoreSetUpFollowsTheRootStreetAndLevel) {
   EXPECT_EQ(Context().iterationCap, 2200);
   EXPECT_DOUBLE_EQ(Context().strategyWeightExponent, 1.5);
   for (const TreeNode& node : Context().nodes) EXPECT_EQ(node.IsEnd(), node.store0 == nullptr);
-
-  // A level that needs the compressed river store is refused before the
-  // old tree goes.
-  SolverContext* old = GlobalContext;
-  CompressionLevel = 3;
-  EXPECT_NE(BuildError().find("needs the compressed river store"), std::string::npos);
-  EXPECT_EQ(GlobalContext, old);
-  EXPECT_EQ(ActualCompression, 5);
-  EXPECT_EQ(Context().storeLevels[1], 3);
 }
 
 TEST(CompressionChoice, AutomaticLevelByBudget) {
