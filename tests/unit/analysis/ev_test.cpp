@@ -108,13 +108,11 @@ TEST_F(EvQueries, RootMeanIsTheGameValue) {
   }
 }
 
-// Uniform play is the same game with or without isomorphism, hand by hand;
-// after some iterations the two solutions agree within their
-// exploitabilities.
+// Uniform play is the same game with or without isomorphism, hand by hand.
+// (That solved games agree across isomorphism is the deal tests' part.)
 TEST_F(EvQueries, IsomorphismAnswersInClientSuits) {
   const char* places[] = {"OOP r", "IP r:0:c", "OOP r:0:c:c:9d:c", "IP r:0:c:c:9d:c:c:4s:b50"};
   std::vector<EvReply> with, without;
-  Measurement measured[2];
   for (int pass = 0; pass < 2; ++pass) {
     BuildFlopSpot(pass == 0);
     for (const char* place : places) (pass == 0 ? with : without).push_back(CalcEv(place));
@@ -132,17 +130,6 @@ TEST_F(EvQueries, IsomorphismAnswersInClientSuits) {
                   1e-5 * without[k].matchups[size_t(c)] + 1e-9);
     }
   }
-
-  double means[2];
-  for (int pass = 0; pass < 2; ++pass) {
-    BuildFlopSpot(pass == 0);
-    Iterate(6);
-    measured[pass] = Measure();
-    means[pass] = RangeMean(CalcEv("OOP r"));
-    FreeTree();
-    ClearLines();
-  }
-  EXPECT_LE(std::fabs(means[0] - means[1]), measured[0].Exploitability() + measured[1].Exploitability());
 }
 
 // calc_ev_line against the deals one at a time: every turn card named in
