@@ -98,12 +98,6 @@ void Send(const std::string& line) {
   FlushReply();
 }
 
-std::string RangeLine(const char* player, int modulus) {
-  std::string line = std::string("set_range ") + player;
-  for (int c = 0; c < HandCount; ++c) line += c % modulus == 0 ? " 1" : " 0";
-  return line;
-}
-
 class DriverTest : public SolverFixture {
  protected:
   void TearDown() override {
@@ -117,16 +111,14 @@ class DriverTest : public SolverFixture {
 
   // A turn spot: slow enough per iteration that a run is still going when
   // the next command comes, small enough for a sanitizer build.
-  static void BuildSpot() {
-    Send(RangeLine("OOP", 4));
-    Send(RangeLine("IP", 5));
-    Send("set_board Qs Jh 2h 8d");
-    Send("set_pot 0 0 100");
-    Send("clear_lines");
-    for (const char* line : {"0 0 0 0", "0 0 0 50 50", "0 0 50 50", "0 50 50 50 50", "0 50 50 50 100 100",
-                             "0 50 50 100 100", "50 50 50 50", "50 50 50 100 100", "50 50 100 100"})
-      Send(std::string("add_line ") + line);
-    Send("build_tree");
+  static void BuildTurnSpot() {
+    // Every fourth hand of the public order for OOP, every fifth for IP.
+    SetRanges([](int player, int combo) {
+      return ComboToHandOrder[size_t(combo)] % (player == 0 ? 4 : 5) == 0 ? 1.0 : 0.0;
+    });
+    BuildSpot("Qs Jh 2h", "8d", "",
+              {"0 0 0 0", "0 0 0 50 50", "0 0 50 50", "0 50 50 50 50", "0 50 50 50 100 100", "0 50 50 100 100",
+               "50 50 50 50", "50 50 50 100 100", "50 50 100 100"});
     Send("set_info_freq 7");
     // Never stop on accuracy, not even at an exploitability of exactly 0:
     // only the commands and the iteration cap end a run.
@@ -137,7 +129,7 @@ class DriverTest : public SolverFixture {
 TEST_F(DriverTest, InterleavedCommandsLeaveTheSolverIdleAfterAWait) {
   Watchdog watchdog(std::chrono::seconds(60));
   CapturedStdout capture;
-  BuildSpot();
+  BuildTurnSpot();
   ASSERT_NE(GlobalContext, nullptr);
   ASSERT_FALSE(SolverIsRunning());
 
