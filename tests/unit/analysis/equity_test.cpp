@@ -80,7 +80,7 @@ double SpotWeight(int player, int combo) {
 
 }  // namespace
 
-class EquityQueries : public SolverFixture {};
+class EquityQueries : public FlopQueries {};
 
 TEST_F(EquityQueries, CalcEqMatchesBruteForce) {
   struct Case {
@@ -144,20 +144,7 @@ TEST_F(EquityQueries, CalcEqPpListsRangeHandsByEquity) {
 // A flop tree with isomorphism: the node queries against the spot query,
 // and the frequencies of a strategy that isn't uniform any more.
 TEST_F(EquityQueries, NodeQueriesOnAFlopTree) {
-  // Whole hand classes, so that the suit isomorphism accepts the ranges.
-  SetRanges([](int player, int combo) {
-    const CardMask hand = ComboMask[size_t(combo)];
-    const int a = RankOf(std::countr_zero(hand)), b = RankOf(63 - std::countl_zero(hand));
-    const int lo = std::min(a, b), hi = std::max(a, b);
-    if (lo == hi) return player == 0 ? 1.0 : 0.5;
-    if (hi == 12 && lo >= 9) return player == 0 ? 0.7 : 1.0;
-    return 0.0;
-  });
-  SetBoard("Qs Jh 2h");
-  AddLines({"0 0 0 0 0 0", "50 50 50 50 50 50", "0 50 50 50 50 50 50", "0 0 0 0 50 50", "0 0 0 0 0 50 50"});
-  RunHandler(CmdBuildTree, Tokens{"build_tree"});
-  ASSERT_TRUE(Context().flags & IsomorphismOnFlag);
-  AllocateStores();
+  BuildFlopSpot(true);
   Iterate(3);
 
   const std::vector<std::string> spot = Lines(RunHandler(CmdCalcEq, Tokens{"calc_eq", "OOP"}));

@@ -43,32 +43,9 @@ double RangeMean(const EvReply& r) {
   return weighted / total;
 }
 
-// Pairs and broadway hands, whole hand classes so that suit isomorphism
-// accepts them.
-double SpotWeight(int player, int combo) {
-  const CardMask hand = ComboMask[size_t(combo)];
-  const int a = RankOf(std::countr_zero(hand)), b = RankOf(63 - std::countl_zero(hand));
-  const int lo = std::min(a, b), hi = std::max(a, b);
-  if (lo == hi) return player == 0 ? 1.0 : 0.5;
-  if (hi == 12 && lo >= 9) return player == 0 ? 0.7 : 1.0;
-  if (hi == 11 && lo == 10) return player == 1 ? 0.4 : 0.0;
-  return 0.0;
-}
-
 }  // namespace
 
-class EvQueries : public SolverFixture {
- protected:
-  void BuildFlopSpot(bool isomorphism) {
-    IsomorphismFlopRoots = isomorphism;
-    SetRanges(SpotWeight);
-    SetBoard("Qs Jh 2h");
-    AddLines({"0 0 0 0 0 0", "50 50 50 50 50 50", "0 50 50 50 50 50 50", "0 0 0 0 50 50", "0 0 0 0 0 50 50"});
-    RunHandler(CmdBuildTree, Tokens{"build_tree"});
-    ASSERT_EQ(bool(Context().flags & IsomorphismOnFlag), isomorphism);
-    AllocateStores();
-  }
-};
+class EvQueries : public FlopQueries {};
 
 // The mean of the root EVs by matchups is the game value that calc_results
 // reports, for both players, on a flop tree (turn jobs, isomorphism) and
@@ -79,7 +56,7 @@ TEST_F(EvQueries, RootMeanIsTheGameValue) {
     if (rootStreet == 1) {
       BuildFlopSpot(true);
     } else {
-      SetRanges(SpotWeight);
+      SetRanges(ClassRanges);
       SetBoard("Qs Jh 2h", "8d");
       AddLines({"0 0 0 0", "50 50 50 50", "0 50 50 50 50", "0 0 50 50"});
       RunHandler(CmdBuildTree, Tokens{"build_tree"});
