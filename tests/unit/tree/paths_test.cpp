@@ -77,23 +77,11 @@ TEST_F(Paths, MalformedPathsAreRefused) {
   EXPECT_EQ(Outcome("r:0:bx"), "invalid value");
 }
 
-TEST_F(Paths, CardsFollowTheDeckAndTheBuiltBoard) {
-  {
-    ScopedValue<int32_t> shortDeck(lowCard, 4);  // the deck starts at the six
-    EXPECT_EQ(Outcome("r:0:c:c:5d"), "ERROR: show_node incorrect path\n");
-    EXPECT_EQ(Outcome("r:0:c:c:6d"), "ok");
-  }
-  // A turn tree: the root is on the turn and the built turn is in every path.
-  context_.rootStreet = 2;
-  TreeBoard.turn = ParseCards("3c");
-  NodePath above = ParsePath("r");
-  EXPECT_EQ(above.turn, CardOf("3c"));
-  EXPECT_EQ(ParsePath("r:0:c:c").pendingDeal, true);
-  NodePath river = ParsePath("r:0:c:c:Kd");
-  EXPECT_EQ(river.turn, CardOf("3c"));
-  EXPECT_EQ(river.river, CardOf("Kd"));
-  for (const char* text : {"r:0:c:c:3c", "r:0:c:c:Kd:c:c:As"})
-    EXPECT_EQ(Outcome(text), "ERROR: show_node incorrect path\n") << text;
+// Paths on a turn tree show in tree_paths_turn; a short deck shows nowhere.
+TEST_F(Paths, CardsFollowTheDeck) {
+  ScopedValue<int32_t> shortDeck(lowCard, 4);  // the deck starts at the six
+  EXPECT_EQ(Outcome("r:0:c:c:5d"), "ERROR: show_node incorrect path\n");
+  EXPECT_EQ(Outcome("r:0:c:c:6d"), "ok");
 }
 
 TEST_F(Paths, KindsAndParents) {
