@@ -164,8 +164,6 @@ TEST_F(EquityQueries, NodeQueriesOnAFlopTree) {
   auto frequency = [](void (*handler)(const Tokens&), const char* command, const std::string& path) {
     return std::strtod(RunHandler(handler, Tokens{command, path}).c_str(), nullptr);
   };
-  EXPECT_EQ(RunHandler(CmdCalcGlobalFreq, Tokens{"calc_global_freq", "r"}), "1\n");
-  EXPECT_EQ(RunHandler(CmdCalcLineFreq, Tokens{"calc_line_freq", "r"}), "1\n");
 
   // The children of a node share its frequency out: on the flop, across
   // the deal of the turn, and on the river over all turns and rivers.

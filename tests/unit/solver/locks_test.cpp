@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <string>
 #include <thread>
 #include <vector>
@@ -83,13 +82,8 @@ TEST_F(LocksTest, ComboLockMasksExactlyTheGivenHands) {
   AllocateStores();
   SolverContext& c = Context();
   Tokens command = HandCommand({"combo_lock_node", "r:0"}, 0.0);
-  const CardMask akCards = ParseCards("Ac Kd");
-  const int ak = ComboIndexOf(63 - std::countl_zero(akCards), std::countr_zero(akCards));
-  int publicAk = -1;
-  for (int p = 0; p < HandCount; ++p)
-    if (HandOrderToCombo[size_t(p)] == ak) publicAk = p;
-  ASSERT_GE(publicAk, 0);
-  command[size_t(2 + publicAk)] = "-0.5";
+  const int ak = ComboOf(ParseCards("Ac Kd"));
+  command[size_t(2 + ComboToHandOrder[size_t(ak)])] = "-0.5";
   ExecuteCommand(command);
   ExecuteCommand({"lock_node", "r:0:c:c"});
   FlushReply();
