@@ -14,7 +14,6 @@
 #include "reply_parsing.h"
 #include "analysis/analysis_commands.h"
 #include "eval/evaluate_cards.h"
-#include "shell/command_error.h"
 
 namespace {
 
@@ -81,7 +80,7 @@ double SpotWeight(int player, int combo) {
 
 }  // namespace
 
-class EquityQueries : public SolverFixture {};
+class EquityQueries : public FlopQueries {};
 
 TEST_F(EquityQueries, CalcEqMatchesBruteForce) {
   struct Case {
@@ -142,41 +141,10 @@ TEST_F(EquityQueries, CalcEqPpListsRangeHandsByEquity) {
   }
 }
 
-TEST_F(EquityQueries, SpotErrorsComeInOrder) {
-  auto error = [] {
-    try {
-      RunHandler(CmdCalcEq, Tokens{"calc_eq", "nobody"});
-    } catch (const CommandError& e) {
-      return std::string(e.what());
-    }
-    return std::string("no error");
-  };
-  Ranges[0].clear();
-  InputBoard = {};
-  EXPECT_EQ(error(), "ERROR: calc_eq board not set\n");
-  SetBoard("Qs Jh 2h");
-  EXPECT_EQ(error(), "ERROR: calc_eq ranges not set\n");
-  SetRanges(SpotWeight);
-  EXPECT_EQ(error(), "ERROR: calc_eq incorrect player name\n");
-}
-
 // A flop tree with isomorphism: the node queries against the spot query,
 // and the frequencies of a strategy that isn't uniform any more.
 TEST_F(EquityQueries, NodeQueriesOnAFlopTree) {
-  // Whole hand classes, so that the suit isomorphism accepts the ranges.
-  SetRanges([](int player, int combo) {
-    const CardMask hand = ComboMask[size_t(combo)];
-    const int a = RankOf(std::countr_zero(hand)), b = RankOf(63 - std::countl_zero(hand));
-    const int lo = std::min(a, b), hi = std::max(a, b);
-    if (lo == hi) return player == 0 ? 1.0 : 0.5;
-    if (hi == 12 && lo >= 9) return player == 0 ? 0.7 : 1.0;
-    return 0.0;
-  });
-  SetBoard("Qs Jh 2h");
-  AddLines({"0 0 0 0 0 0", "50 50 50 50 50 50", "0 50 50 50 50 50 50", "0 0 0 0 50 50", "0 0 0 0 0 50 50"});
-  RunHandler(CmdBuildTree, Tokens{"build_tree"});
-  ASSERT_TRUE(Context().flags & IsomorphismOnFlag);
-  AllocateStores();
+  BuildFlopSpot(true);
   Iterate(3);
 
   const std::vector<std::string> spot = Lines(RunHandler(CmdCalcEq, Tokens{"calc_eq", "OOP"}));
@@ -196,8 +164,6 @@ TEST_F(EquityQueries, NodeQueriesOnAFlopTree) {
   auto frequency = [](void (*handler)(const Tokens&), const char* command, const std::string& path) {
     return std::strtod(RunHandler(handler, Tokens{command, path}).c_str(), nullptr);
   };
-  EXPECT_EQ(RunHandler(CmdCalcGlobalFreq, Tokens{"calc_global_freq", "r"}), "1\n");
-  EXPECT_EQ(RunHandler(CmdCalcLineFreq, Tokens{"calc_line_freq", "r"}), "1\n");
 
   // The children of a node share its frequency out: on the flop, across
   // the deal of the turn, and on the river over all turns and rivers.

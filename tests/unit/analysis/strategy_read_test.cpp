@@ -15,7 +15,6 @@
 #include "reply_parsing.h"
 #include "analysis/analysis_commands.h"
 #include "analysis/strategy_read.h"
-#include "shell/command_error.h"
 #include "tree/node_path.h"
 
 namespace {
@@ -213,36 +212,5 @@ TEST_F(StrategyQueries, IsomorphismAnswersInClientSuits) {
     for (size_t r = 0; r < ranges[0].size(); ++r)
       for (int c = 0; c < HandCount; ++c)
         EXPECT_NEAR(ranges[0][r][size_t(c)], ranges[1][r][size_t(c)], tolerance) << r << " " << c;
-  }
-}
-
-TEST_F(StrategyQueries, Refusals) {
-  Build(false, 0);
-  struct Case {
-    void (*handler)(const Tokens&);
-    Tokens tokens;
-    const char* error;
-  };
-  const Case cases[] = {
-      {CmdShowStrategy, {"show_strategy", "r"}, "incorrect path"},
-      {CmdShowStrategy, {"show_strategy", "r:0:c:c"}, "incorrect path"},        // pending the turn
-      {CmdShowStrategy, {"show_strategy", "r:0:c:c:8d:c:c"}, "incorrect path"},  // pending the river
-      {CmdShowStrategy, {"show_strategy", "r:0:b50:c"}, "incorrect path"},        // the flop is over
-      {CmdShowStrategyPp, {"show_strategy_pp", "r"}, "incorrect path"},
-      {CmdShowLockedCombos, {"show_locked_combos", "r:0:b50:f"}, "incorrect path"},  // an end
-      {CmdShowRange, {"show_range", "nobody"}, "incorrect player name"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(JoinTokens(c.tokens));
-    CurrentCommand = c.tokens[0];
-    try {
-      c.handler(c.tokens);
-      ADD_FAILURE() << "no error";
-    } catch (const CommandError& error) {
-      EXPECT_NE(std::string(error.what()).find(c.error), std::string::npos) << error.what();
-    } catch (const CommandFailure& failure) {
-      const std::string line = CommandErrorLine(failure);
-      EXPECT_NE(line.find(c.error), std::string::npos) << line;
-    }
   }
 }

@@ -32,35 +32,6 @@ TEST_F(HandTables, OrdersAreInversePermutations) {
   }
 }
 
-TEST_F(HandTables, SampleIndices) {
-  struct Sample {
-    const char* text;
-    int combo;
-    int handOrder;
-  };
-  // ComboIndex = hi * (hi - 1) / 2 + lo with Card = rank + 13 * suit;
-  // HandOrderIndex = a * (a - 1) / 2 + b with a = 4 * rank + suit.
-  const Sample samples[] = {
-      {"2d2c", 78, 0},      // cards 13, 0; a = 1, b = 0
-      {"AsAh", 1313, 1325}, // cards 51, 38; a = 51, b = 50
-      {"3c2c", 0, 6},       // cards 1, 0; a = 4, b = 0
-      {"4c3c", 2, 32},      // cards 2, 1; a = 8, b = 4
-      {"AsKs", 1325, 1322}, // cards 51, 50; a = 51, b = 47
-  };
-  for (const Sample& s : samples) {
-    CardMask mask = ParseCards(s.text);
-    int combo = int(std::find(ComboMask.begin(), ComboMask.end(), mask) - ComboMask.begin());
-    EXPECT_EQ(combo, s.combo) << s.text;
-    EXPECT_EQ(ComboToHandOrder[combo], s.handOrder) << s.text;
-  }
-}
-
-TEST_F(HandTables, HandOrderText) {
-  EXPECT_EQ(HandOrderText.size(), 6629u);
-  EXPECT_EQ(HandOrderText.substr(0, 54), "2d2c 2h2c 2h2d 2s2c 2s2d 2s2h 3c2c 3c2d 3c2h 3c2s 3d2c");
-  EXPECT_EQ(HandOrderText.substr(6629 - 19), "AsKs AsAc AsAd AsAh");
-}
-
 TEST_F(HandTables, HandClassCells) {
   size_t total = 0;
   for (int row = 0; row < 13; ++row)

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -52,12 +51,6 @@ TEST(CpuInfo, AgreesWithTheCompilersProcessorTest) {
 }
 
 TEST(CpuInfo, ListingLayout) {
-  std::set<std::string> names;
-  for (int i = 0; i < CpuFeatureCount; ++i) names.insert(CpuFeatureName(i));
-  EXPECT_EQ(names.size(), 51u);
-  EXPECT_STREQ(CpuFeatureName(0), "3DNOW");
-  EXPECT_STREQ(CpuFeatureName(50), "XSAVE");
-
   // The listing is written at once, the END line with the reply.
   testing::internal::CaptureStdout();
   CmdShowCpuInfo({"show_cpu_info"});

@@ -26,10 +26,12 @@ std::string RunHandler(Handler handler, const Tokens& tokens) {
   return testing::internal::GetCapturedStdout();
 }
 
-// Sets a global for the scope of one test and puts the old value back.
+// Sets a global for the scope of one test (or only keeps it, without a
+// value) and puts the old value back.
 template <typename T>
 class ScopedValue {
  public:
+  explicit ScopedValue(T& target) : target_(target), saved_(target) {}
   ScopedValue(T& target, T value) : target_(target), saved_(target) { target_ = value; }
   ~ScopedValue() { target_ = saved_; }
   ScopedValue(const ScopedValue&) = delete;

@@ -1,3 +1,7 @@
+// How the shell reads its words: tokens of a line, numbers within tokens,
+// and the text of a --var option. Quotes, substitution and default values
+// show in the shell_tokenizer, shell_substitution and shell_variables
+// transcripts; these are the cases no reply shows whole.
 #include "shell/parse.h"
 
 #include <gtest/gtest.h>
@@ -5,9 +9,26 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "shell/command_error.h"
+#include "shell/tokenize.h"
+#include "shell/variables.h"
 
 namespace {
+
+TEST(Tokenize, EmptyTokensAndQuotesInsideCommentsAndWords) {
+  struct Case {
+    const char* line;
+    Tokens expected;
+  };
+  const Case cases[] = {
+      {"", {}},
+      {"    ", {}},
+      {"\"\"", {}},
+      {"\"a\"\"b\"", {"a", "b"}},
+      {"#comment \"x y\"", {"#comment", "x y"}},
+      {"add_info_line \"two words\"", {"add_info_line", "two words"}},
+  };
+  for (const Case& c : cases) EXPECT_EQ(Tokenize(c.line), c.expected) << "line: " << c.line;
+}
 
 TEST(Parse, LeadingNumberIsReadAndRestIgnored) {
   EXPECT_EQ(ParseInt("12abc"), 12);
@@ -27,17 +48,15 @@ TEST(Parse, NoNumberOrOutOfRangeIsInvalidArgument) {
     EXPECT_THROW(ParseDouble(bad), std::invalid_argument) << bad;
 }
 
-TEST(Parse, OnOffTakesExactlyZeroOrOne) {
-  EXPECT_TRUE(ParseOnOff({"enable_avx512", "1"}, 1));
-  EXPECT_FALSE(ParseOnOff({"enable_avx512", "0"}, 1));
-  for (const char* bad : {"2", "01", "on", "1 ", ""}) {
-    try {
-      ParseOnOff({"enable_avx512", bad}, 1);
-      ADD_FAILURE() << "accepted " << bad;
-    } catch (const CommandError& error) {
-      EXPECT_STREQ(error.what(), "ERROR: enable_avx512 incorrect or missing argument\n");
-    }
-  }
+TEST(Variables, OptionTextNeedsExactlyTwoNonEmptyFields) {
+  EXPECT_TRUE(SetVariableFromOption("vt_o=5"));
+  EXPECT_EQ(Variables.Get("vt_o"), "5");
+  // A trailing empty field is no field.
+  EXPECT_TRUE(SetVariableFromOption("vt_p=6="));
+  EXPECT_EQ(Variables.Get("vt_p"), "6");
+  for (const char* bad : {"", "vt_q", "=1", "vt_q=", "vt_q==1", "a=b=c", "="})
+    EXPECT_FALSE(SetVariableFromOption(bad)) << bad;
+  EXPECT_FALSE(Variables.Get("vt_q").has_value());
 }
 
 }  // namespace

@@ -81,8 +81,6 @@ TEST_F(DealTest, ValuesAreZeroSumAndBestResponsesDominate) {
       EXPECT_GE(m.mesOop, m.evOop - 1e-4 * Pot);
       EXPECT_GE(m.mesIp, m.evIp - 1e-4 * Pot);
       EXPECT_GT(m.Exploitability(), 0.0);
-      std::printf("[%s] t=%d ev %.4f/%.4f mes %.4f/%.4f explo %.4f\n", spot.name, Context().iteration, m.evOop,
-                  m.evIp, m.mesOop, m.mesIp, m.Exploitability());
       Iterate(spot.iterations);
     }
   }
@@ -109,8 +107,6 @@ TEST_F(DealTest, IsomorphismLeavesValuesAlone) {
     EXPECT_LT(Context().boardTree->turns.size() * Context().boardTree->turns[0].rivers.size(),
               size_t(spot.turn[0] ? 48 : 49 * 48));
     const double tolerance = std::max(m[0].Exploitability(), m[1].Exploitability());
-    std::printf("[%s isomorphism] ev %.6f/%.6f mes oop %.6f/%.6f mes ip %.6f/%.6f explo %.4f\n", spot.name,
-                m[0].evOop, m[1].evOop, m[0].mesOop, m[1].mesOop, m[0].mesIp, m[1].mesIp, tolerance);
     EXPECT_NEAR(m[0].evOop, m[1].evOop, tolerance);
     EXPECT_NEAR(m[0].evIp, m[1].evIp, tolerance);
     // The walks are the same up to the order of float sums.

@@ -8,39 +8,12 @@
 #include "solver/solver_commands.h"
 #include "solver/solver_control.h"
 #include "solver/solver_driver.h"
+#include "../storage/store_test_util.h"
 #include "solver_test_util.h"
 #include "shell/tree_lifecycle.h"
 #include "tree/tree_build.h"
 
 namespace {
-
-// Refuses memory; answers queries with the default row, as a store
-// without a buffer does.
-class StarvedStore : public StrategyStore {
- public:
-  StarvedStore(int actions, int hands) : actions_(actions), hands_(hands) {}
-  bool Allocate() override { return false; }
-  int32_t HandCount(int, int) const override { return hands_; }
-  void GetStrategy(FloatVec* out, int, int, const float* defaultRow) override {
-    for (int a = 0; a < actions_; ++a) {
-      ResizeVector(out[a], hands_);
-      for (int i = 0; i < hands_; ++i) out[a].data[i] = defaultRow[a];
-    }
-  }
-  bool GetStrategyTimesReach(FloatVec*, const FloatVec&, int, int, const float*) override { return false; }
-  void SetRow(int, int, int, const float*) override {}
-  void UpdateRegrets(int, int, const FloatVec&, const FloatVec*, const TieGroups*, double, int32_t) override {}
-  bool UpdateFused(int, int, FloatVec&, const FloatVec*, const TieGroups*, double, const float*, int32_t) override {
-    return false;
-  }
-  void AccumulateStrategy(int, int, const FloatVec*, double) override {}
-  int64_t EntryCount(int) const override { return int64_t(actions_) * hands_; }
-  LockRecord* GetLockRecord(int, int) override { return &lock_; }
-
- private:
-  int actions_, hands_;
-  LockRecord lock_;
-};
 
 class DriverAllocationTest : public SolverFixture {};
 
@@ -57,7 +30,7 @@ TEST_F(DriverAllocationTest, GoAnswersOutOfMemoryAndTheTreeStaysUsable) {
     if (!context.nodes[i].IsEnd()) starved = int(i);
   ASSERT_GT(starved, 1);
   TreeNode& last = context.nodes[size_t(starved)];
-  last.store0 = std::make_unique<StarvedStore>(last.ActionCount(), int(context.boardTree->turns[0].rivers[0].hands.size()));
+  last.store0 = std::make_unique<StandInStore>(last.ActionCount(), int(context.boardTree->turns[0].rivers[0].hands.size()), false);
   ASSERT_TRUE(AllocateNodeStores(context.nodes[0]));
 
   CurrentCommand = "go";

@@ -15,12 +15,10 @@
 #include <thread>
 #include <vector>
 
-#include "shell/command_error.h"
 #include "shell/execute.h"
 #include "shell/output.h"
 #include "shell/shell_state.h"
 #include "shell/tokenize.h"
-#include "solver/solver_commands.h"
 #include "solver/solver_control.h"
 #include "solver_test_util.h"
 
@@ -100,42 +98,27 @@ void Send(const std::string& line) {
   FlushReply();
 }
 
-std::string RangeLine(const char* player, int modulus) {
-  std::string line = std::string("set_range ") + player;
-  for (int c = 0; c < HandCount; ++c) line += c % modulus == 0 ? " 1" : " 0";
-  return line;
-}
-
 class DriverTest : public SolverFixture {
  protected:
-  void SetUp() override {
-    SolverFixture::SetUp();
-    savedAccuracy_ = SolverAccuracy;
-    savedPeriod_ = MeasurementPeriod;
-  }
   void TearDown() override {
     RequestSolverStop();
     WaitForSolver();
-    SolverAccuracy = savedAccuracy_;
-    MeasurementPeriod = savedPeriod_;
     SolverFixture::TearDown();
   }
 
-  double savedAccuracy_ = 0.0;
-  int savedPeriod_ = 0;
+  ScopedValue<RelaxedSetting<double>> accuracy_{SolverAccuracy};
+  ScopedValue<RelaxedSetting<int>> period_{MeasurementPeriod};
 
   // A turn spot: slow enough per iteration that a run is still going when
   // the next command comes, small enough for a sanitizer build.
-  static void BuildSpot() {
-    Send(RangeLine("OOP", 4));
-    Send(RangeLine("IP", 5));
-    Send("set_board Qs Jh 2h 8d");
-    Send("set_pot 0 0 100");
-    Send("clear_lines");
-    for (const char* line : {"0 0 0 0", "0 0 0 50 50", "0 0 50 50", "0 50 50 50 50", "0 50 50 50 100 100",
-                             "0 50 50 100 100", "50 50 50 50", "50 50 50 100 100", "50 50 100 100"})
-      Send(std::string("add_line ") + line);
-    Send("build_tree");
+  static void BuildTurnSpot() {
+    // Every fourth hand of the public order for OOP, every fifth for IP.
+    SetRanges([](int player, int combo) {
+      return ComboToHandOrder[size_t(combo)] % (player == 0 ? 4 : 5) == 0 ? 1.0 : 0.0;
+    });
+    BuildSpot("Qs Jh 2h", "8d", "",
+              {"0 0 0 0", "0 0 0 50 50", "0 0 50 50", "0 50 50 50 50", "0 50 50 50 100 100", "0 50 50 100 100",
+               "50 50 50 50", "50 50 50 100 100", "50 50 100 100"});
     Send("set_info_freq 7");
     // Never stop on accuracy, not even at an exploitability of exactly 0:
     // only the commands and the iteration cap end a run.
@@ -146,7 +129,7 @@ class DriverTest : public SolverFixture {
 TEST_F(DriverTest, InterleavedCommandsLeaveTheSolverIdleAfterAWait) {
   Watchdog watchdog(std::chrono::seconds(60));
   CapturedStdout capture;
-  BuildSpot();
+  BuildTurnSpot();
   ASSERT_NE(GlobalContext, nullptr);
   ASSERT_FALSE(SolverIsRunning());
 
@@ -187,34 +170,6 @@ TEST_F(DriverTest, InterleavedCommandsLeaveTheSolverIdleAfterAWait) {
   EXPECT_GT(started, 0);
   EXPECT_EQ(CountLines(text, "SOLVER: stopped"), started);
   EXPECT_EQ(CountLines(text, "ERROR:") - CountLines(text, "ERROR: go Can't do that when solver is running"), 0);
-  if (HasFailure()) std::fprintf(stderr, "%s", text.c_str());
-}
-
-TEST_F(DriverTest, GoWhileRunningIsRefusedAndStopEndsTheRun) {
-  Watchdog watchdog(std::chrono::seconds(60));
-  CapturedStdout capture;
-  BuildSpot();
-  ASSERT_NE(GlobalContext, nullptr);
-
-  CurrentCommand = "go";
-  CmdGo({"go", "60", "seconds"});
-  std::string refusal;
-  try {
-    CurrentCommand = "go";
-    CmdGo({"go", "10", "steps"});
-  } catch (const CommandError& error) {
-    refusal = error.what();
-  }
-  const bool stillRunning = SolverIsRunning();
-  Send("stop");
-  WaitForSolver();
-  std::string text = capture.Restore();
-
-  ASSERT_TRUE(stillRunning) << "the first run ended before the second go";
-  EXPECT_EQ(refusal, "ERROR: go Can't do that when solver is running\n");
-  EXPECT_FALSE(SolverIsRunning());
-  EXPECT_EQ(CountLines(text, "SOLVER: started"), 1);
-  EXPECT_EQ(CountLines(text, "SOLVER: stopped (requested)"), 1);
   if (HasFailure()) std::fprintf(stderr, "%s", text.c_str());
 }
 

@@ -131,9 +131,12 @@ std::vector<uint16_t> MaskOf(const RiverList& list, const std::vector<std::vecto
   return mask;
 }
 
+// Runs one lane form into fresh outputs: a showdown with its mask, or a
+// fold, which takes none.
 template <int L>
-void RunShowdown(std::vector<std::vector<float>>& outs, const std::vector<std::vector<float>>& reaches,
-                 const RiverList& list, const std::vector<float>& payoffs, const uint16_t* mask) {
+void RunKernel(std::vector<std::vector<float>>& outs, const std::vector<std::vector<float>>& reaches,
+               const RiverList& list, const std::vector<float>& payoffs, const uint16_t* mask,
+               bool showdown = true) {
   float* outPointers[L];
   const float* reachPointers[L];
   for (int l = 0; l < L; ++l) {
@@ -141,28 +144,19 @@ void RunShowdown(std::vector<std::vector<float>>& outs, const std::vector<std::v
     outPointers[l] = outs[l].data();
     reachPointers[l] = reaches[l].data();
   }
-  ShowdownKernel<L>(outPointers, reachPointers, list.Size(), list.tieRuns.data(), int(list.tieRuns.size()),
-                    list.handCards.data(), payoffs.data(), mask);
-}
-
-template <int L>
-void RunFold(std::vector<std::vector<float>>& outs, const std::vector<std::vector<float>>& reaches,
-             const RiverList& list, const std::vector<float>& payoffs) {
-  float* outPointers[L];
-  const float* reachPointers[L];
-  for (int l = 0; l < L; ++l) {
-    outs[l].assign(list.Size(), std::numeric_limits<float>::quiet_NaN());
-    outPointers[l] = outs[l].data();
-    reachPointers[l] = reaches[l].data();
+  if (!showdown) {
+    if constexpr (L <= 4) FoldKernel<L>(outPointers, reachPointers, list.Size(), list.handCards.data(), payoffs.data());
+  } else {
+    ShowdownKernel<L>(outPointers, reachPointers, list.Size(), list.tieRuns.data(), int(list.tieRuns.size()),
+                      list.handCards.data(), payoffs.data(), mask);
   }
-  FoldKernel<L>(outPointers, reachPointers, list.Size(), list.handCards.data(), payoffs.data());
 }
 
 // One lane form on one list: random reaches (one lane all zero when
 // `deadLane`, to see it gets exact zeros beside live lanes), random
-// payoffs, with and without the mask.
+// payoffs; a showdown with and without the mask, or a fold.
 template <int L>
-void CheckShowdownLanes(const RiverList& list, std::mt19937& rng, double zeroShare, bool deadLane) {
+void CheckLanes(const RiverList& list, std::mt19937& rng, double zeroShare, bool deadLane, bool showdown) {
   std::uniform_real_distribution<float> payoffDist(-5.0f, 5.0f);
   std::vector<std::vector<float>> reaches(L), outs(L);
   std::vector<float> payoffs(L);
@@ -173,35 +167,18 @@ void CheckShowdownLanes(const RiverList& list, std::mt19937& rng, double zeroSha
   if (deadLane) std::fill(reaches[L - 1].begin(), reaches[L - 1].end(), 0.0f);
   const std::vector<uint16_t> exactMask = MaskOf(list, reaches, false);
   const std::vector<uint16_t> wideMask = MaskOf(list, reaches, true);
-  for (const uint16_t* mask : {(const uint16_t*)nullptr, exactMask.data(), wideMask.data()}) {
-    RunShowdown<L>(outs, reaches, list, payoffs, mask);
+  const std::vector<const uint16_t*> masks =
+      showdown ? std::vector<const uint16_t*>{nullptr, exactMask.data(), wideMask.data()}
+               : std::vector<const uint16_t*>{nullptr};
+  for (const uint16_t* mask : masks) {
+    RunKernel<L>(outs, reaches, list, payoffs, mask, showdown);
     for (int l = 0; l < L; ++l) {
-      SCOPED_TRACE(::testing::Message() << "showdown L=" << L << " lane " << l << " n=" << list.Size()
-                                        << (mask ? " masked" : ""));
-      ExpectNear(outs[l], ReferenceValues(list, reaches[l], payoffs[l], true), "showdown");
+      SCOPED_TRACE(::testing::Message() << (showdown ? "showdown" : "fold") << " L=" << L << " lane " << l
+                                        << " n=" << list.Size() << (mask ? " masked" : ""));
+      ExpectNear(outs[l], ReferenceValues(list, reaches[l], payoffs[l], showdown), "lanes");
       if (deadLane && l == L - 1) {
         for (float v : outs[l]) ASSERT_EQ(v, 0.0f);
       }
-    }
-  }
-}
-
-template <int L>
-void CheckFoldLanes(const RiverList& list, std::mt19937& rng, double zeroShare, bool deadLane) {
-  std::uniform_real_distribution<float> payoffDist(-5.0f, 5.0f);
-  std::vector<std::vector<float>> reaches(L), outs(L);
-  std::vector<float> payoffs(L);
-  for (int l = 0; l < L; ++l) {
-    reaches[l] = RandomReach(list.Size(), zeroShare, rng);
-    payoffs[l] = payoffDist(rng);
-  }
-  if (deadLane) std::fill(reaches[L - 1].begin(), reaches[L - 1].end(), 0.0f);
-  RunFold<L>(outs, reaches, list, payoffs);
-  for (int l = 0; l < L; ++l) {
-    SCOPED_TRACE(::testing::Message() << "fold L=" << L << " lane " << l << " n=" << list.Size());
-    ExpectNear(outs[l], ReferenceValues(list, reaches[l], payoffs[l], false), "fold");
-    if (deadLane && l == L - 1) {
-      for (float v : outs[l]) ASSERT_EQ(v, 0.0f);
     }
   }
 }
@@ -218,17 +195,17 @@ TEST_F(KernelsTest, EveryLaneFormMatchesTheDoubleLoop) {
     for (double zeroShare : {0.0, 0.3, 0.9}) {
       const RiverList list = MakeRiverList(RandomBoard(rng), count, rng);
       const bool deadLane = zeroShare == 0.3;
-      CheckShowdownLanes<1>(list, rng, zeroShare, false);
-      CheckShowdownLanes<2>(list, rng, zeroShare, deadLane);
-      CheckShowdownLanes<3>(list, rng, zeroShare, deadLane);
-      CheckShowdownLanes<4>(list, rng, zeroShare, deadLane);
-      CheckShowdownLanes<6>(list, rng, zeroShare, deadLane);
-      CheckShowdownLanes<7>(list, rng, zeroShare, deadLane);
-      CheckShowdownLanes<8>(list, rng, zeroShare, deadLane);
-      CheckFoldLanes<1>(list, rng, zeroShare, false);
-      CheckFoldLanes<2>(list, rng, zeroShare, deadLane);
-      CheckFoldLanes<3>(list, rng, zeroShare, deadLane);
-      CheckFoldLanes<4>(list, rng, zeroShare, deadLane);
+      CheckLanes<1>(list, rng, zeroShare, false, true);
+      CheckLanes<2>(list, rng, zeroShare, deadLane, true);
+      CheckLanes<3>(list, rng, zeroShare, deadLane, true);
+      CheckLanes<4>(list, rng, zeroShare, deadLane, true);
+      CheckLanes<6>(list, rng, zeroShare, deadLane, true);
+      CheckLanes<7>(list, rng, zeroShare, deadLane, true);
+      CheckLanes<8>(list, rng, zeroShare, deadLane, true);
+      CheckLanes<1>(list, rng, zeroShare, false, false);
+      CheckLanes<2>(list, rng, zeroShare, deadLane, false);
+      CheckLanes<3>(list, rng, zeroShare, deadLane, false);
+      CheckLanes<4>(list, rng, zeroShare, deadLane, false);
     }
   }
 }
@@ -254,13 +231,13 @@ TEST_F(KernelsTest, DeadStretchesBetweenLiveGroups) {
     }
     const std::vector<uint16_t> mask = MaskOf(list, reaches, false);
     for (const uint16_t* m : {(const uint16_t*)nullptr, mask.data()}) {
-      RunShowdown<L>(outs, reaches, list, payoffs, m);
+      RunKernel<L>(outs, reaches, list, payoffs, m);
       for (int l = 0; l < L; ++l)
         ExpectNear(outs[l], ReferenceValues(list, reaches[l], payoffs[l], true), "dead stretches, 8 lanes");
       std::vector<std::vector<float>> single(1);
       for (int l = 0; l < L; ++l) {
         const std::vector<uint16_t> ownMask = MaskOf(list, {reaches[l]}, false);
-        RunShowdown<1>(single, {reaches[l]}, list, {payoffs[l]}, m ? ownMask.data() : nullptr);
+        RunKernel<1>(single, {reaches[l]}, list, {payoffs[l]}, m ? ownMask.data() : nullptr);
         ExpectNear(single[0], ReferenceValues(list, reaches[l], payoffs[l], true), "dead stretches, 1 lane");
       }
     }

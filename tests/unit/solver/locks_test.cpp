@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,18 +11,6 @@
 #include "tree/node_path.h"
 
 namespace {
-
-// Ranges of whole hand classes: "AQ" is every combo of an ace and a queen.
-double ClassWeight(int combo, const std::vector<std::pair<std::string, double>>& classes) {
-  const CardMask hand = ComboMask[size_t(combo)];
-  const int a = RankOf(std::countr_zero(hand)), b = RankOf(63 - std::countl_zero(hand));
-  const std::string ranks = "23456789TJQKA";
-  for (const auto& [name, weight] : classes) {
-    const int x = int(ranks.find(name[0])), y = int(ranks.find(name[1]));
-    if ((a == x && b == y) || (a == y && b == x)) return weight;
-  }
-  return 0.0;
-}
 
 // A command line with 1326 numbers in public hand order.
 Tokens HandCommand(std::vector<std::string> head, double value) {
@@ -41,10 +28,7 @@ class LocksTest : public SolverFixture {};
 // solve IP plays it (its value reaches the best response) and, with OOP
 // unable to deviate, nothing is left to exploit.
 TEST_F(LocksTest, LockedAlwaysBetIsAnsweredByTheBestResponse) {
-  SetRanges([](int player, int combo) {
-    if (player == 0) return ClassWeight(combo, {{"AQ", 1.0}, {"JT", 1.0}, {"99", 1.0}, {"44", 0.5}, {"65", 1.0}});
-    return ClassWeight(combo, {{"KQ", 1.0}, {"AJ", 0.75}, {"88", 1.0}, {"33", 1.0}, {"76", 1.0}, {"A5", 1.0}});
-  });
+  SetRanges(ReferenceGameRanges);
   SetBoard("Qs Jh 2h", "8d", "3c");
   AddLines({"0 0", "0 50 50", "50 50"});
   BuildTreeFromSetUp();
@@ -98,13 +82,8 @@ TEST_F(LocksTest, ComboLockMasksExactlyTheGivenHands) {
   AllocateStores();
   SolverContext& c = Context();
   Tokens command = HandCommand({"combo_lock_node", "r:0"}, 0.0);
-  const CardMask akCards = ParseCards("Ac Kd");
-  const int ak = ComboIndexOf(63 - std::countl_zero(akCards), std::countr_zero(akCards));
-  int publicAk = -1;
-  for (int p = 0; p < HandCount; ++p)
-    if (HandOrderToCombo[size_t(p)] == ak) publicAk = p;
-  ASSERT_GE(publicAk, 0);
-  command[size_t(2 + publicAk)] = "-0.5";
+  const int ak = ComboOf(ParseCards("Ac Kd"));
+  command[size_t(2 + ComboToHandOrder[size_t(ak)])] = "-0.5";
   ExecuteCommand(command);
   ExecuteCommand({"lock_node", "r:0:c:c"});
   FlushReply();

@@ -16,25 +16,14 @@ double AllCombos(int, int) { return 1.0; }
 
 class PrecisionSettingsTest : public SolverFixture {
  protected:
-  void SetUp() override {
-    SolverFixture::SetUp();
-    savedPrecision_ = PrecisionExponent;
-    savedRiverStrategy_ = RiverStrategyOn;
-  }
-  void TearDown() override {
-    PrecisionExponent = savedPrecision_;
-    RiverStrategyOn = savedRiverStrategy_;
-    SolverFixture::TearDown();
-  }
-
   static void Build(const char* turn, const char* river, const std::vector<const char*>& lines) {
     SetRanges(AllCombos);
     BuildSpot("Qs Jh 2h", turn, river, lines);
   }
 
  private:
-  double savedPrecision_ = 0.0;
-  bool savedRiverStrategy_ = true;
+  ScopedValue<RelaxedSetting<double>> precision_{PrecisionExponent};
+  ScopedValue<RelaxedSetting<bool>> riverStrategy_{RiverStrategyOn};
 };
 
 // The regret scale is 2^p * 125 / the largest payoff, fixed when the

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -54,10 +53,7 @@ struct Config {
 
 class RiverBatchTest : public SolverFixture {
  protected:
-  void TearDown() override {
-    BatchTurnJobs = true;
-    SolverFixture::TearDown();
-  }
+  ScopedValue<bool> batch_{BatchTurnJobs, true};
 
   static void Build(const char* flop, const char* turn, const char* river, const std::vector<const char*>& lines) {
     SetRanges(Broadways);
@@ -140,10 +136,6 @@ TEST_F(RiverBatchTest, EveryLevelComputesTheSameGame) {
       // Rounding, amplified through the 16-bit regret steps, moves these by
       // about 1e-3 chips; a wrong value or update moves them by 0.1 or more.
       const double tolerance = 5e-5 * Pot;
-      const double deviation = std::max({std::fabs(m.evOop - reference.evOop), std::fabs(m.evIp - reference.evIp),
-                                          std::fabs(m.mesOop - reference.mesOop), std::fabs(m.mesIp - reference.mesIp)});
-      std::printf("[%s] level %d%s: exploitability %.6f, largest deviation %.2e\n", tree.name, configs[k].simd,
-                  configs[k].avx512 ? " avx512" : "", m.Exploitability(), deviation);
       EXPECT_NEAR(m.evOop, reference.evOop, tolerance);
       EXPECT_NEAR(m.evIp, reference.evIp, tolerance);
       EXPECT_NEAR(m.mesOop, reference.mesOop, tolerance);

@@ -6,6 +6,7 @@
 
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../tree/build_test_util.h"
@@ -15,6 +16,25 @@
 #include "shell/tokenize.h"
 #include "solver/traversal.h"
 
+// Ranges of whole hand classes: "AQ" is every combo of an ace and a queen.
+inline double ClassWeight(int combo, const std::vector<std::pair<std::string, double>>& classes) {
+  const CardMask hand = ComboMask[size_t(combo)];
+  const int a = RankOf(std::countr_zero(hand)), b = RankOf(63 - std::countl_zero(hand));
+  const std::string ranks = "23456789TJQKA";
+  for (const auto& [name, weight] : classes) {
+    const int x = int(ranks.find(name[0])), y = int(ranks.find(name[1]));
+    if ((a == x && b == y) || (a == y && b == x)) return weight;
+  }
+  return 0.0;
+}
+
+// A river game of a few dozen combos a side, with card removal between
+// them, for the tests against the brute-force reference.
+inline double ReferenceGameRanges(int player, int combo) {
+  if (player == 0) return ClassWeight(combo, {{"AQ", 1.0}, {"JT", 1.0}, {"99", 1.0}, {"44", 0.5}, {"65", 1.0}});
+  return ClassWeight(combo, {{"KQ", 1.0}, {"AJ", 0.75}, {"88", 1.0}, {"33", 1.0}, {"76", 1.0}, {"A5", 1.0}});
+}
+
 struct Measurement {
   double evOop = 0.0, evIp = 0.0, mesOop = 0.0, mesIp = 0.0;
   double Exploitability() const { return (mesOop - evOop - evIp + mesIp) * 0.5; }
@@ -22,20 +42,6 @@ struct Measurement {
 
 class SolverFixture : public BuildFixture {
  protected:
-  void SetUp() override {
-    BuildFixture::SetUp();
-    savedThreads_ = ThreadCount;
-    savedSimd_ = SimdLevel;
-    savedAvx512_ = Avx512Allowed;
-    ThreadCount = 2;
-  }
-  void TearDown() override {
-    ThreadCount = savedThreads_;
-    SimdLevel = savedSimd_;
-    Avx512Allowed = savedAvx512_;
-    BuildFixture::TearDown();
-  }
-
   // Runs the lines of a script file through the dispatcher.
   static void RunScript(const std::string& path) {
     std::ifstream in(path);
@@ -97,9 +103,8 @@ class SolverFixture : public BuildFixture {
   }
 
  private:
-  int savedThreads_ = 0;
-  int savedSimd_ = 8;
-  bool savedAvx512_ = false;
+  ScopedValue<RelaxedSetting<int>> threads_{ThreadCount, 2}, simd_{SimdLevel};
+  ScopedValue<RelaxedSetting<bool>> avx512_{Avx512Allowed};
 };
 
 // Path of a file of the source tree, from this file's place.

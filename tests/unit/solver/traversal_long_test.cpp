@@ -28,8 +28,6 @@ TEST_F(TraversalLongTest, FlopExampleAcrossTheStartOfAveraging) {
   double last = 0.0;
   for (int round = 0; round < 3; ++round) {
     const Measurement m = Measure();
-    std::printf("[flop example] t=%d ev %.4f mes %.4f/%.4f explo %.4f\n", Context().iteration, m.evOop, m.mesOop,
-                m.mesIp, m.Exploitability());
     EXPECT_NEAR(m.evOop + m.evIp, 0.0, 1e-4 * Pot);
     EXPECT_GE(m.mesOop, m.evOop - 1e-4 * Pot);
     EXPECT_GE(m.mesIp, m.evIp - 1e-4 * Pot);

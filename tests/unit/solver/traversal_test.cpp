@@ -15,23 +15,6 @@ namespace {
 constexpr const char* RiverBoard = "Qs Jh 2h 8d 3c";
 constexpr double Pot = 100.0;
 
-int Combo(const char* text) {
-  const CardMask hand = ParseCards(text);
-  return ComboIndexOf(63 - std::countl_zero(hand), std::countr_zero(hand));
-}
-
-// Ranges of whole hand classes: "AQ" is every combo of an ace and a queen.
-double ClassWeight(int combo, const std::vector<std::pair<std::string, double>>& classes) {
-  const CardMask hand = ComboMask[size_t(combo)];
-  const int a = RankOf(std::countr_zero(hand)), b = RankOf(63 - std::countl_zero(hand));
-  const char* ranks = "23456789TJQKA";
-  for (const auto& [name, weight] : classes) {
-    const int x = int(std::string(ranks).find(name[0])), y = int(std::string(ranks).find(name[1]));
-    if ((a == x && b == y) || (a == y && b == x)) return weight;
-  }
-  return 0.0;
-}
-
 }  // namespace
 
 class TraversalTest : public SolverFixture {
@@ -90,8 +73,8 @@ TEST_F(TraversalTest, UniformPlayGivesHandComputedValues) {
     FreeTree();
     ClearLines();
     for (int p = 0; p < 2; ++p) Ranges[size_t(p)].assign(HandCount, 0.0);
-    for (const auto& [hand, w] : c.oop) Ranges[0][size_t(Combo(hand))] = w;
-    for (const auto& [hand, w] : c.ip) Ranges[1][size_t(Combo(hand))] = w;
+    for (const auto& [hand, w] : c.oop) Ranges[0][size_t(ComboOf(ParseCards(hand)))] = w;
+    for (const auto& [hand, w] : c.ip) Ranges[1][size_t(ComboOf(ParseCards(hand)))] = w;
     SetBoard("Qs Jh 2h", "8d", "3c");
     if (c.betLine)
       AddLines({"0 0", "0 50 50"});
@@ -112,10 +95,7 @@ TEST_F(TraversalTest, UniformPlayGivesHandComputedValues) {
 // average strategies (checking the evaluate pass), and solves the game
 // itself (checking that the solver's values bracket the same game value).
 TEST_F(TraversalTest, RiverSolveAgreesWithBruteForceReference) {
-  SetRanges([](int player, int combo) {
-    if (player == 0) return ClassWeight(combo, {{"AQ", 1.0}, {"JT", 1.0}, {"99", 1.0}, {"44", 0.5}, {"65", 1.0}});
-    return ClassWeight(combo, {{"KQ", 1.0}, {"AJ", 0.75}, {"88", 1.0}, {"33", 1.0}, {"76", 1.0}, {"A5", 1.0}});
-  });
+  SetRanges(ReferenceGameRanges);
   SetBoard("Qs Jh 2h", "8d", "3c");
   AddLines({"0 0", "0 50 50", "0 50 150 150", "50 50", "50 150 150", "100 100"});
   BuildTreeFromSetUp();
@@ -147,8 +127,6 @@ TEST_F(TraversalTest, RiverSolveAgreesWithBruteForceReference) {
   EXPECT_LE(low, high + 1e-4 * Pot);
   EXPECT_NEAR(m.evOop, ref.evOop, 2 * (m.Exploitability() + ref.Exploitability()) + 1e-4 * Pot);
   EXPECT_LT(m.Exploitability(), 0.002 * Pot);
-  std::printf("[river reference] solver ev %.5f explo %.5f | reference ev %.5f explo %.5f\n", m.evOop,
-              m.Exploitability(), ref.evOop, ref.Exploitability());
 }
 
 // Locks: a LOCKED node keeps its rows and adds no sums, and nobody can
@@ -159,9 +137,9 @@ TEST_F(TraversalTest, RiverSolveAgreesWithBruteForceReference) {
 // (OOP calls half the time), 62.5 uniformly.
 TEST_F(TraversalTest, LocksBindBestResponsesAndUpdates) {
   for (int p = 0; p < 2; ++p) Ranges[size_t(p)].assign(HandCount, 0.0);
-  Ranges[0][size_t(Combo("As Ad"))] = 1.0;
-  Ranges[1][size_t(Combo("Ks Kd"))] = 1.0;
-  Ranges[1][size_t(Combo("Qc Qd"))] = 1.0;
+  Ranges[0][size_t(ComboOf(ParseCards("As Ad")))] = 1.0;
+  Ranges[1][size_t(ComboOf(ParseCards("Ks Kd")))] = 1.0;
+  Ranges[1][size_t(ComboOf(ParseCards("Qc Qd")))] = 1.0;
   SetBoard("Qs Jh 2h", "8d", "3c");
   AddLines({"0 0", "0 50 50"});
   struct Case {
@@ -180,8 +158,8 @@ TEST_F(TraversalTest, LocksBindBestResponsesAndUpdates) {
     ASSERT_EQ(ipNode.ActionCount(), 2);
     const BoardNode& list = RiverList();
     const int hands = list.HandCount();
-    const int kings = list.comboToHand[size_t(Combo("Ks Kd"))];
-    const int queens = list.comboToHand[size_t(Combo("Qc Qd"))];
+    const int kings = list.comboToHand[size_t(ComboOf(ParseCards("Ks Kd")))];
+    const int queens = list.comboToHand[size_t(ComboOf(ParseCards("Qc Qd")))];
     std::vector<float> bet(size_t(hands), 0.0f), check(size_t(hands), 0.0f);
     check[size_t(kings)] = 1000.0f;
     if (c.flags) {
@@ -230,8 +208,7 @@ TEST_F(TraversalTest, ExploitabilityFallsOnTheExampleRiverSpot) {
   Iterate(100);
   for (int t = 100; t <= 400; t += 100) {
     const double now = Measure().Exploitability();
-    std::printf("[river example] exploitability %.6f at %d\n", now, t);
-    EXPECT_LT(now, last);
+    EXPECT_LT(now, last) << "at iteration " << t;
     last = now;
     if (t < 400) Iterate(100);
   }

@@ -8,6 +8,7 @@
 #include "setup/settings.h"
 #include "storage/kernels/u16_regret_matching.h"
 #include "storage/kernels/u16_regret_update.h"
+#include "../setup/setup_test_util.h"
 #include "store_test_util.h"
 
 namespace {
@@ -18,18 +19,8 @@ constexpr int32_t NoRescale = 1;
 // The settings that the rescale check reads.
 class U16StoreTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    savedAdaptive = AdaptivePrecision;
-    savedPrecision = PrecisionExponent;
-    AdaptivePrecision = true;
-    PrecisionExponent = 0.0;
-  }
-  void TearDown() override {
-    AdaptivePrecision = savedAdaptive;
-    PrecisionExponent = savedPrecision;
-  }
-  bool savedAdaptive = true;
-  double savedPrecision = 0.0;
+  ScopedValue<RelaxedSetting<bool>> adaptive_{AdaptivePrecision, true};
+  ScopedValue<RelaxedSetting<double>> precision_{PrecisionExponent, 0.0};
 };
 
 std::vector<uint16_t> Elements(const RiverU16Store& store, int entry, int action) {

@@ -32,31 +32,13 @@ class BuildFixture : public ::testing::Test {
     BuildHandTables();
   }
   void SetUp() override {
-    savedRanges_ = Ranges;
-    savedInput_ = InputBoard;
-    savedTree_ = TreeBoard;
-    savedPot_ = PotValues;
-    savedLevel_ = CompressionLevel;
-    savedActual_ = ActualCompression;
-    savedIsoFlop_ = IsomorphismFlopRoots;
-    savedIsoTurn_ = IsomorphismTurnRoots;
     FreeTree();
     ClearLines();
-    PotValues = {0.0, 0.0, 100.0};
-    CompressionLevel = 5;
     CurrentCommand = "build_tree";
   }
   void TearDown() override {
     FreeTree();
     ClearLines();
-    Ranges = savedRanges_;
-    InputBoard = savedInput_;
-    TreeBoard = savedTree_;
-    PotValues = savedPot_;
-    CompressionLevel = savedLevel_;
-    ActualCompression = savedActual_;
-    IsomorphismFlopRoots = savedIsoFlop_;
-    IsomorphismTurnRoots = savedIsoTurn_;
   }
 
   // Both ranges from one rule over ComboIndex.
@@ -80,9 +62,10 @@ class BuildFixture : public ::testing::Test {
   static int ComboOf(CardMask hand) { return ComboIndexOf(63 - std::countl_zero(hand), std::countr_zero(hand)); }
 
  private:
-  std::array<std::vector<double>, 2> savedRanges_;
-  BoardCards savedInput_, savedTree_;
-  std::array<RelaxedSetting<double>, 3> savedPot_{0.0, 0.0, 0.0};
-  int savedLevel_ = -1, savedActual_ = 0;
-  bool savedIsoFlop_ = true, savedIsoTurn_ = false;
+  // The spot's globals, put back after each test.
+  ScopedValue<decltype(Ranges)> ranges_{Ranges};
+  ScopedValue<BoardCards> input_{InputBoard}, tree_{TreeBoard};
+  ScopedValue<decltype(PotValues)> pot_{PotValues, {0.0, 0.0, 100.0}};
+  ScopedValue<int> level_{CompressionLevel, 5}, actual_{ActualCompression};
+  ScopedValue<bool> isoFlop_{IsomorphismFlopRoots}, isoTurn_{IsomorphismTurnRoots};
 };

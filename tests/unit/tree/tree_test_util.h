@@ -56,7 +56,6 @@ class PathFixture : public ::testing::Test {
   static void SetUpTestSuite() { BuildHandTables(); }
   void SetUp() override {
     ClearLines();
-    savedBoard_ = TreeBoard;
     TreeBoard = {ParseCards("Qs Jh 2h"), 0, 0};
     GlobalContext = &context_;
     for (const char* line : {"add_line 0 0 0 0 0 0", "add_line 0 100 100", "add_line 100 300"})
@@ -68,7 +67,6 @@ class PathFixture : public ::testing::Test {
   }
   void TearDown() override {
     GlobalContext = nullptr;
-    TreeBoard = savedBoard_;
     ClearLines();
   }
 
@@ -81,5 +79,5 @@ class PathFixture : public ::testing::Test {
   static int CardOf(const char* text) { return std::countr_zero(ParseCards(text)); }
 
   SolverContext context_;
-  BoardCards savedBoard_;
+  ScopedValue<BoardCards> board_{TreeBoard};
 };
