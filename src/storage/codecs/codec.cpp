@@ -1,0 +1,82 @@
+#include "storage/codecs/codec.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+#include "storage/codecs/row_transform.h"
+#include "storage/codecs/stream_codec.h"
+
+namespace {
+
+void ExitOnFailure(CodecFailure failure) {
+  std::fputs(CodecFailureLine(failure), stdout);
+  std::fflush(stdout);
+  std::fflush(stderr);
+  std::_Exit(1);
+}
+
+// Relaxed is enough: the hook is set before any codec runs.
+std::atomic<CodecFailureHook> failureHook{ExitOnFailure};
+
+}  // namespace
+
+const char* CodecFailureLine(CodecFailure failure) {
+  return failure == CodecFailure::damagedData ? "fse error\n" : "fail\n";
+}
+
+void ReportCodecFailure(CodecFailure failure) { failureHook.load(std::memory_order_relaxed)(failure); }
+
+CodecFailureHook SetCodecFailureHook(CodecFailureHook hook) {
+  return failureHook.exchange(hook ? hook : ExitOnFailure, std::memory_order_relaxed);
+}
+
+std::unique_ptr<CodecWriter> CreateWriter(uint8_t id, const uint32_t* histogram, uint32_t* histogramOut,
+                                          CodecOutput output, void* context) {
+  if (id != StreamCodecId) return nullptr;
+  output(context, 0, &id, 1);
+  return std::make_unique<StreamCodecWriter>(output, context);
+}
+
+std::unique_ptr<CodecReader> CreateReader(CodecInput input, void* context) {
+  uint8_t id = 0;
+  if (input(context, 0, &id, 1) != 1) return nullptr;
+  if (id != StreamCodecId) return nullptr;
+  return std::make_unique<StreamCodecReader>(input, context);
+}
+
+// The symbols of one row live on the stack (5 KB): no allocation per row,
+// and nothing shared between the threads that write at once.
+void WriteRow32(CodecWriter& writer, const uint32_t* row, const uint32_t* previous, size_t count) {
+  if (count > MaxRowCount) return ReportCodecFailure(CodecFailure::countTooLarge);
+  uint32_t symbols[MaxRowCount];
+  const uint8_t mode = TransformRow32(row, previous, symbols, count);
+  writer.WriteSymbols(symbols, count, mode);
+}
+
+void WriteRow16(CodecWriter& writer, const uint16_t* row, const uint16_t* previous, size_t count) {
+  if (count > MaxRowCount) return ReportCodecFailure(CodecFailure::countTooLarge);
+  uint32_t symbols[MaxRowCount];
+  const uint8_t mode = TransformRow16(row, previous, symbols, count);
+  writer.WriteSymbols(symbols, count, mode);
+}
+
+bool ReadRow32(CodecReader& reader, uint32_t* row, const uint32_t* previous, size_t count) {
+  if (count > MaxRowCount) {
+    ReportCodecFailure(CodecFailure::countTooLarge);
+    return false;
+  }
+  const bool valid = reader.ReadRow32(row, previous, count);
+  if (reader.Failure() != CodecFailure::none) ReportCodecFailure(reader.Failure());
+  return valid;
+}
+
+bool ReadRow16(CodecReader& reader, uint16_t* row, const uint16_t* previous, size_t count) {
+  if (count > MaxRowCount) {
+    ReportCodecFailure(CodecFailure::countTooLarge);
+    return false;
+  }
+  const bool valid = reader.ReadRow16(row, previous, count);
+  if (reader.Failure() != CodecFailure::none) ReportCodecFailure(reader.Failure());
+  return valid;
+}

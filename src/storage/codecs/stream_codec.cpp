@@ -1,0 +1,213 @@
+#include "storage/codecs/stream_codec.h"
+
+#include <tbb/scalable_allocator.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "storage/codecs/fse.h"
+#include "storage/codecs/row_transform.h"
+
+namespace {
+
+constexpr size_t ScratchSize = FseCompressBound(StreamBlockSize);
+constexpr size_t MemorySize = size_t(CodecStreamCount) * StreamBlockSize + ScratchSize;
+constexpr uint32_t ContextCount = 16;
+constexpr uint32_t FirstSymbolStream = 2;
+constexpr uint32_t EscapeStreamLow = 18, EscapeStreamHigh = 19, WideStream = 20;
+constexpr uint32_t Escape8 = 255, Escape16 = 65535;
+
+uint8_t* AllocateBuffers() {
+  void* memory = scalable_aligned_malloc(MemorySize, 16);
+  if (!memory) throw std::bad_alloc();
+  return static_cast<uint8_t*>(memory);
+}
+
+void PutLittleEndian32(uint8_t* p, uint32_t v) {
+  for (int i = 0; i < 4; ++i) p[i] = uint8_t(v >> (8 * i));
+}
+
+uint32_t GetLittleEndian32(const uint8_t* p) {
+  return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+}
+
+}  // namespace
+
+StreamCodecWriter::StreamCodecWriter(CodecOutput output, void* context)
+    : output_(output), context_(context), memory_(AllocateBuffers()) {
+  for (uint32_t i = 0; i < CodecStreamCount; ++i)
+    buffers_[i] = StreamBuffer{0, memory_ + size_t(i) * StreamBlockSize, i, 0};
+  scratch_ = memory_ + size_t(CodecStreamCount) * StreamBlockSize;
+}
+
+StreamCodecWriter::~StreamCodecWriter() {
+  for (StreamBuffer& buffer : buffers_)
+    if (buffer.used > 0) Flush(buffer);
+  scalable_aligned_free(memory_);
+}
+
+void StreamCodecWriter::Flush(StreamBuffer& buffer) {
+  FseResult coded = FseCompress(scratch_, ScratchSize, buffer.data, buffer.used);
+  // With a bound-sized destination FSE cannot fail; should it, the block
+  // is still kept whole by storing it raw.
+  if (coded.IsError()) coded.size = FseNotCompressible;
+  uint8_t header[8];
+  PutLittleEndian32(header, buffer.used);
+  PutLittleEndian32(header + 4, uint32_t(coded.size));
+  output_(context_, buffer.stream, header, sizeof header);
+  if (coded.size == FseNotCompressible)
+    output_(context_, buffer.stream, buffer.data, buffer.used);
+  else
+    output_(context_, buffer.stream, scratch_, coded.size);  // FseOneByteRepeated: the byte itself
+  buffer.used = 0;
+}
+
+void StreamCodecWriter::PutSymbol(uint32_t symbol, uint32_t& context) {
+  const uint32_t v = symbol - 1;
+  if (v < Escape8) {
+    Put(FirstSymbolStream + context, uint8_t(v));
+    context = std::min(v, ContextCount - 1);
+    return;
+  }
+  Put(FirstSymbolStream + context, uint8_t(Escape8));
+  context = ContextCount - 1;
+  if (v < Escape16) {
+    Put(EscapeStreamLow, uint8_t(v));
+    Put(EscapeStreamHigh, uint8_t(v >> 8));
+    return;
+  }
+  Put(EscapeStreamLow, 255);
+  Put(EscapeStreamHigh, 255);
+  for (uint32_t i = 0; i < 4; ++i) Put(WideStream + i, uint8_t(v >> (8 * i)));
+}
+
+void StreamCodecWriter::WriteSymbols(const uint32_t* symbols, size_t count, uint8_t mode) {
+  Put(0, mode);
+  uint32_t context = 0;  // lasts the row, and zeros leave it as it is
+  for (size_t group = 0; group < count; group += 8) {
+    const uint32_t* s = symbols + group;
+    const size_t n = std::min<size_t>(8, count - group);
+    // Most groups of a converged row are all zero: one OR over the group
+    // (vectorised for full groups) and one test pass over them.
+    uint32_t any = 0;
+    if (n == 8)
+      for (size_t k = 0; k < 8; ++k) any |= s[k];
+    else
+      for (size_t k = 0; k < n; ++k) any |= s[k];
+    if (any == 0) {
+      Put(1, 0);
+      continue;
+    }
+    uint8_t map = 0;
+    for (size_t k = 0; k < n; ++k) {
+      if (s[k] == 0) continue;
+      map |= uint8_t(1u << k);
+      PutSymbol(s[k], context);
+    }
+    Put(1, map);
+  }
+}
+
+StreamCodecReader::StreamCodecReader(CodecInput input, void* context)
+    : input_(input), context_(context), memory_(AllocateBuffers()) {
+  // Read positions start at the end of an empty block, so that the first
+  // byte of each stream refills.
+  for (uint32_t i = 0; i < CodecStreamCount; ++i)
+    buffers_[i] = StreamBuffer{StreamBlockSize, memory_ + size_t(i) * StreamBlockSize, i, StreamBlockSize};
+  scratch_ = memory_ + size_t(CodecStreamCount) * StreamBlockSize;
+}
+
+StreamCodecReader::~StreamCodecReader() { scalable_aligned_free(memory_); }
+
+bool StreamCodecReader::Fail() {
+  if (failure_ == CodecFailure::none) failure_ = CodecFailure::damagedData;
+  return false;
+}
+
+// Every size is checked before it is used: the raw size against the block
+// size, the coded size against the largest block the writer can make, and
+// every read against what the input really delivered.
+bool StreamCodecReader::Refill(StreamBuffer& buffer) {
+  if (failure_ != CodecFailure::none) return false;
+  uint8_t header[8];
+  if (input_(context_, buffer.stream, header, sizeof header) != sizeof header) return Fail();
+  const uint32_t rawSize = GetLittleEndian32(header);
+  const uint32_t codedSize = GetLittleEndian32(header + 4);
+  if (rawSize == 0 || rawSize > StreamBlockSize) return Fail();
+
+  if (codedSize == FseNotCompressible) {
+    if (input_(context_, buffer.stream, buffer.data, rawSize) != rawSize) return Fail();
+  } else if (codedSize == FseOneByteRepeated) {
+    uint8_t byte;
+    if (input_(context_, buffer.stream, &byte, 1) != 1) return Fail();
+    std::memset(buffer.data, byte, rawSize);
+  } else {
+    if (codedSize > FseCompressBound(rawSize)) return Fail();
+    if (input_(context_, buffer.stream, scratch_, codedSize) != codedSize) return Fail();
+    const FseResult raw = FseDecompress(buffer.data, rawSize, scratch_, codedSize);
+    if (raw.IsError() || raw.size != rawSize) return Fail();
+  }
+  buffer.used = 0;
+  buffer.filled = rawSize;
+  return true;
+}
+
+// The row functions check first; this keeps a direct caller's row untouched.
+bool StreamCodecReader::RefuseCount() {
+  if (failure_ == CodecFailure::none) failure_ = CodecFailure::countTooLarge;
+  return false;
+}
+
+uint32_t StreamCodecReader::GetSymbol(uint32_t& context) {
+  const uint32_t byte = Get(FirstSymbolStream + context);
+  if (byte < Escape8) {
+    context = std::min(byte, ContextCount - 1);
+    return byte + 1;
+  }
+  context = ContextCount - 1;
+  const uint32_t v16 = uint32_t(Get(EscapeStreamLow)) | uint32_t(Get(EscapeStreamHigh)) << 8;
+  if (v16 < Escape16) return v16 + 1;
+  uint32_t v = 0;
+  for (uint32_t i = 0; i < 4; ++i) v |= uint32_t(Get(WideStream + i)) << (8 * i);
+  return v + 1;
+}
+
+bool StreamCodecReader::DecodeSymbols(size_t count, bool hasPrevious, uint8_t& mode) {
+  if (failure_ != CodecFailure::none) return false;
+  mode = Get(0);
+  // Only modes 0 and 1 are written, and mode 1 only with a previous row.
+  if (mode > RowModeLeftAndPrevious || (mode == RowModeLeftAndPrevious && !hasPrevious)) return Fail();
+  uint32_t context = 0;
+  for (size_t group = 0; group < count; group += 8) {
+    const size_t n = std::min<size_t>(8, count - group);
+    const uint32_t map = Get(1);
+    // A bit past the row's end belongs to no value: no writer sets it.
+    if (map >> n) return Fail();
+    uint32_t* s = symbols_ + group;
+    for (size_t k = 0; k < n; ++k) s[k] = (map >> k & 1) ? GetSymbol(context) : 0;
+  }
+  return failure_ == CodecFailure::none;
+}
+
+bool StreamCodecReader::ReadRow32(uint32_t* row, const uint32_t* previous, size_t count) {
+  if (count > MaxRowCount) return RefuseCount();
+  uint8_t mode = 0;
+  if (!DecodeSymbols(count, previous != nullptr, mode)) {
+    std::fill(row, row + count, 0u);
+    return false;
+  }
+  InverseRow32(symbols_, previous, row, count, mode);
+  return true;
+}
+
+bool StreamCodecReader::ReadRow16(uint16_t* row, const uint16_t* previous, size_t count) {
+  if (count > MaxRowCount) return RefuseCount();
+  uint8_t mode = 0;
+  if (!DecodeSymbols(count, previous != nullptr, mode)) {
+    std::fill(row, row + count, uint16_t(0));
+    return false;
+  }
+  InverseRow16(symbols_, previous, row, count, mode);
+  return true;
+}
