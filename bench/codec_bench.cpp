@@ -1,7 +1,8 @@
-// Speed of the row codecs. First their byte coder on full 64 KB blocks, the size every
-// stream flushes at: bytes per second of raw data, coding and decoding. The
-// bytes are skewed as the codec streams are, a geometric spread from 0 up
-// (about half of them 0), so that both sides see the usual table sizes.
+// Speed of the row codecs. First their byte coder on full 64 KB blocks,
+// the size every stream flushes at: bytes per second of raw data, coding
+// and decoding. The bytes are skewed as the codec streams are, a geometric
+// spread from 0 up (about half of them 0), so that both sides see the
+// usual table sizes.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
