@@ -220,21 +220,23 @@ size_t PackRow32Of(const uint32_t* row, size_t count, uint8_t* out) {
   return size_t(out - start);
 }
 
-template <unsigned Wide>
-PackedRowResult UnpackRow32Of(const uint8_t* in, size_t inSize, uint32_t* row, size_t count) {
-  constexpr size_t GroupMax = 1 + 4 * 8 * Wide;
-  const uint8_t* const start = in;
-  const uint8_t* const end = in + inSize;
-  size_t i = 0;
+// The groups of 32 values of a row: a control byte of four 2-bit classes,
+// then the four payloads. A group that may reach past the end of the input
+// is checked for its exact size and decoded from a zeroed copy, so that the
+// chunk readers may always load their widest payload. Leaves `i` at the
+// first value of the rest.
+template <size_t GroupMax, class Value, class Chunk>
+PackedRowError UnpackGroups(const uint8_t*& in, const uint8_t* end, Value* row, size_t count, size_t& i,
+                            const unsigned (&payload)[4], Chunk chunk) {
   for (; i + 32 <= count; i += 32) {
-    if (in == end) return {size_t(in - start), PackedRowError::truncated};
+    if (in == end) return PackedRowError::truncated;
     const unsigned classes = in[0];
     const uint8_t* src = in;
     alignas(8) uint8_t padded[GroupMax];
     if (size_t(end - in) < GroupMax) {
       size_t groupSize = 1;
-      for (unsigned k = 0; k < 4; ++k) groupSize += Payload32<Wide>[(classes >> 2 * k) & 3];
-      if (size_t(end - in) < groupSize) return {size_t(in - start), PackedRowError::truncated};
+      for (unsigned k = 0; k < 4; ++k) groupSize += payload[(classes >> 2 * k) & 3];
+      if (size_t(end - in) < groupSize) return PackedRowError::truncated;
       std::memset(padded, 0, GroupMax);  // payloads of the short classes are read as 16 or 32 bytes
       std::memcpy(padded, in, groupSize);
       src = padded;
@@ -242,11 +244,22 @@ PackedRowResult UnpackRow32Of(const uint8_t* in, size_t inSize, uint32_t* row, s
     size_t at = 1;
     for (unsigned k = 0; k < 4; ++k) {
       const unsigned cls = (classes >> 2 * k) & 3;
-      UnpackChunk32<Wide>(src + at, cls, row + i + 8 * k);
-      at += Payload32<Wide>[cls];
+      chunk(src + at, cls, row + i + 8 * k);
+      at += payload[cls];
     }
     in += at;
   }
+  return PackedRowError::none;
+}
+
+template <unsigned Wide>
+PackedRowResult UnpackRow32Of(const uint8_t* in, size_t inSize, uint32_t* row, size_t count) {
+  constexpr size_t GroupMax = 1 + 4 * 8 * Wide;
+  const uint8_t* const start = in;
+  const uint8_t* const end = in + inSize;
+  size_t i = 0;
+  const PackedRowError groups = UnpackGroups<GroupMax>(in, end, row, count, i, Payload32<Wide>, UnpackChunk32<Wide>);
+  if (groups != PackedRowError::none) return {size_t(in - start), groups};
   for (; i < count; i += 8) {
     const size_t k = count - i < 8 ? count - i : 8;
     if (in == end) return {size_t(in - start), PackedRowError::truncated};
@@ -288,27 +301,8 @@ PackedRowResult UnpackRow16(const uint8_t* in, size_t inSize, uint16_t* row, siz
   const uint8_t* const start = in;
   const uint8_t* const end = in + inSize;
   size_t i = 0;
-  for (; i + 32 <= count; i += 32) {
-    if (in == end) return {size_t(in - start), PackedRowError::truncated};
-    const unsigned classes = in[0];
-    const uint8_t* src = in;
-    alignas(8) uint8_t padded[GroupMax];
-    if (size_t(end - in) < GroupMax) {
-      size_t groupSize = 1;
-      for (unsigned k = 0; k < 4; ++k) groupSize += Payload16[(classes >> 2 * k) & 3];
-      if (size_t(end - in) < groupSize) return {size_t(in - start), PackedRowError::truncated};
-      std::memset(padded, 0, GroupMax);  // payloads of the short classes are read as 16 or 32 bytes
-      std::memcpy(padded, in, groupSize);
-      src = padded;
-    }
-    size_t at = 1;
-    for (unsigned k = 0; k < 4; ++k) {
-      const unsigned cls = (classes >> 2 * k) & 3;
-      UnpackChunk16(src + at, cls, row + i + 8 * k);
-      at += Payload16[cls];
-    }
-    in += at;
-  }
+  const PackedRowError groups = UnpackGroups<GroupMax>(in, end, row, count, i, Payload16, UnpackChunk16);
+  if (groups != PackedRowError::none) return {size_t(in - start), groups};
   for (; i < count; i += 8) {
     const size_t k = count - i < 8 ? count - i : 8;
     if (in == end) return {size_t(in - start), PackedRowError::truncated};
