@@ -19,6 +19,7 @@
 #include "storage/codecs/fse.h"
 #include "storage/codecs/packed_row.h"
 #include "storage/codecs/row_transform.h"
+#include "memory_streams.h"
 
 namespace {
 
@@ -142,27 +143,6 @@ namespace {
 
 constexpr size_t BenchHands = 1000, BenchRows = 256;
 
-struct BenchStreams {
-  std::vector<uint8_t> bytes[CodecStreamCount];
-  size_t position[CodecStreamCount] = {};
-
-  static void Output(void* context, uint32_t stream, const void* data, size_t size) {
-    auto& b = static_cast<BenchStreams*>(context)->bytes[stream];
-    b.insert(b.end(), static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + size);
-  }
-  static size_t Input(void* context, uint32_t stream, void* data, size_t size) {
-    auto* self = static_cast<BenchStreams*>(context);
-    std::memcpy(data, self->bytes[stream].data() + self->position[stream], size);
-    self->position[stream] += size;
-    return size;
-  }
-  size_t Size() const {
-    size_t total = 0;
-    for (const auto& b : bytes) total += b.size();
-    return total;
-  }
-};
-
 std::vector<std::vector<uint16_t>> RegretLikeRows() {
   std::mt19937 rng(2);
   std::vector<std::vector<uint16_t>> rows(BenchRows, std::vector<uint16_t>(BenchHands));
@@ -176,8 +156,8 @@ std::vector<std::vector<uint16_t>> RegretLikeRows() {
   return rows;
 }
 
-void WriteAll(BenchStreams& streams, const std::vector<std::vector<uint16_t>>& rows) {
-  auto writer = CreateWriter(StreamCodecId, nullptr, nullptr, BenchStreams::Output, &streams);
+void WriteAll(MemoryStreams& streams, const std::vector<std::vector<uint16_t>>& rows) {
+  auto writer = streams.Writer();
   for (size_t r = 0; r < rows.size(); ++r)
     WriteRow16(*writer, rows[r].data(), r ? rows[r - 1].data() : nullptr, BenchHands);
 }
@@ -186,7 +166,7 @@ void BM_StreamCodecEncode(benchmark::State& state) {
   const auto rows = RegretLikeRows();
   size_t coded = 0;
   for (auto _ : state) {
-    BenchStreams streams;
+    MemoryStreams streams;
     WriteAll(streams, rows);
     coded = streams.Size();
   }
@@ -203,12 +183,11 @@ BENCHMARK(BM_StreamCodecEncode);
 
 void BM_StreamCodecDecode(benchmark::State& state) {
   const auto rows = RegretLikeRows();
-  BenchStreams streams;
+  MemoryStreams streams;
   WriteAll(streams, rows);
   std::vector<std::vector<uint16_t>> back(BenchRows, std::vector<uint16_t>(BenchHands));
   for (auto _ : state) {
-    std::fill(std::begin(streams.position), std::end(streams.position), 0);
-    auto reader = CreateReader(BenchStreams::Input, &streams);
+    auto reader = streams.Reader();
     for (size_t r = 0; r < BenchRows; ++r)
       ReadRow16(*reader, back[r].data(), r ? back[r - 1].data() : nullptr, BenchHands);
     benchmark::DoNotOptimize(back.data());

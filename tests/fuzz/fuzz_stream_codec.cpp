@@ -16,34 +16,16 @@
 #include <cstring>
 #include <vector>
 
+#include "memory_streams.h"
 #include "storage/codecs/codec.h"
 
 namespace {
 
-struct Streams {
-  std::vector<uint8_t> bytes[CodecStreamCount];
-  size_t position[CodecStreamCount] = {};
-
-  static void Output(void* context, uint32_t stream, const void* data, size_t size) {
-    auto& b = static_cast<Streams*>(context)->bytes[stream];
-    b.insert(b.end(), static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + size);
-  }
-  static size_t Input(void* context, uint32_t stream, void* data, size_t size) {
-    auto* self = static_cast<Streams*>(context);
-    const auto& b = self->bytes[stream];
-    if (self->position[stream] > b.size()) std::abort();
-    size = std::min(size, b.size() - self->position[stream]);
-    if (size) std::memcpy(data, b.data() + self->position[stream], size);
-    self->position[stream] += size;
-    return size;
-  }
-};
-
 bool failed = false;
 
 template <typename T>
-void ReadRows(Streams& streams, size_t count, size_t rowCount, bool withPrevious) {
-  auto reader = CreateReader(Streams::Input, &streams);
+void ReadRows(MemoryStreams& streams, size_t count, size_t rowCount, bool withPrevious) {
+  auto reader = streams.Reader();
   if (!reader) return;
   std::vector<std::vector<T>> rows;
   for (size_t r = 0; r < rowCount; ++r) {
@@ -59,9 +41,9 @@ void ReadRows(Streams& streams, size_t count, size_t rowCount, bool withPrevious
     rows.push_back(std::move(row));
   }
 
-  Streams again;
+  MemoryStreams again;
   {
-    auto writer = CreateWriter(StreamCodecId, nullptr, nullptr, Streams::Output, &again);
+    auto writer = again.Writer();
     for (size_t r = 0; r < rows.size(); ++r) {
       const T* previous = withPrevious && r > 0 ? rows[r - 1].data() : nullptr;
       if constexpr (sizeof(T) == 4)
@@ -70,7 +52,7 @@ void ReadRows(Streams& streams, size_t count, size_t rowCount, bool withPrevious
         WriteRow16(*writer, rows[r].data(), previous, count);
     }
   }
-  auto back = CreateReader(Streams::Input, &again);
+  auto back = again.Reader();
   std::vector<T> row(count);
   for (size_t r = 0; r < rows.size(); ++r) {
     const T* previous = withPrevious && r > 0 ? rows[r - 1].data() : nullptr;
@@ -93,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint8_t flags = data[0];
   const size_t count = size_t(data[1] | data[2] << 8);
   const size_t rowCount = std::min<size_t>(data[3], 16);
-  Streams streams;
+  MemoryStreams streams;
   size_t at = HeaderSize;
   for (uint32_t s = 0; s < CodecStreamCount; ++s) {
     const size_t length = std::min<size_t>(size_t(data[4 + 2 * s] | data[5 + 2 * s] << 8), size - at);

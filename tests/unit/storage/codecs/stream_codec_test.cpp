@@ -14,29 +14,11 @@
 #include "storage/codecs/codec.h"
 #include "storage/codecs/fse.h"
 #include "storage/codecs/row_transform.h"
+#include "memory_streams.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-
-struct MemoryStreams {
-  Bytes bytes[CodecStreamCount];
-  size_t position[CodecStreamCount] = {};
-
-  static void Output(void* context, uint32_t stream, const void* data, size_t size) {
-    Bytes& b = static_cast<MemoryStreams*>(context)->bytes[stream];
-    b.insert(b.end(), static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + size);
-  }
-  static size_t Input(void* context, uint32_t stream, void* data, size_t size) {
-    auto* self = static_cast<MemoryStreams*>(context);
-    size = std::min(size, self->bytes[stream].size() - self->position[stream]);
-    if (size) std::memcpy(data, self->bytes[stream].data() + self->position[stream], size);
-    self->position[stream] += size;
-    return size;
-  }
-  std::unique_ptr<CodecWriter> Writer() { return CreateWriter(StreamCodecId, nullptr, nullptr, Output, this); }
-  std::unique_ptr<CodecReader> Reader() { return CreateReader(Input, this); }
-};
 
 void Write(CodecWriter& w, const std::vector<uint32_t>& x, const uint32_t* p) { WriteRow32(w, x.data(), p, x.size()); }
 void Write(CodecWriter& w, const std::vector<uint16_t>& x, const uint16_t* p) { WriteRow16(w, x.data(), p, x.size()); }
