@@ -1,15 +1,27 @@
 #include "setup/failure.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
+
+#include "setup/console.h"
 
 void FailCommand(const std::string& detail) { throw CommandFailure(detail); }
 
 void FatalError(const char* text) {
-  if (text && *text)
-    std::printf("fail (%s)\n", text);
-  else
-    std::printf("fail\n");
+  if (text && *text) FatalLine("fail (%s)\n", text);
+  FatalLine("fail\n");
+}
+
+// The lock is kept until the end, so no other thread's line follows the
+// last one.
+void FatalLine(const char* format, ...) {
+  OutputMutex.lock();
+  va_list args;
+  va_start(args, format);
+  std::vprintf(format, args);
+  va_end(args);
   ExitProcess(1);
 }
 

@@ -24,6 +24,11 @@ struct CommandFailure : std::runtime_error {
 // and ends the process with status 1.
 [[noreturn]] void FatalError(const char* text = nullptr);
 
+// Prints a formatted line to the console, under its lock, and ends the
+// process with status 1: for stops whose words are not "fail", such as
+// running out of memory where the solver's state would be lost.
+[[noreturn]] void FatalLine(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
 // Ends the process at once with the given status after flushing the standard
 // streams. Static destructors do not run: a solver thread may still be
 // working on the globals they would destroy.

@@ -14,6 +14,8 @@
 
 #include "eval/hand_tables.h"
 #include "setup/cards.h"
+#include "setup/failure.h"
+#include "storage/codecs/codec.h"
 #include "shell/command_error.h"
 #include "shell/execute.h"
 #include "shell/output.h"
@@ -91,6 +93,9 @@ void MainLoop() {
 
 void RunShell(int argc, char** argv) {
   // main has checked the processor before the shell starts.
+  // A damaged compressed block ends the process (the solver's state is
+  // lost); its line goes out under the console lock like every other.
+  SetCodecFailureHook([](CodecFailure failure) { FatalLine("%s", CodecFailureLine(failure)); });
   Variables.Set("build", BuildText);
   Variables.Set("build_date", BuildDate);
   Variables.Set("build_time", BuildTime);
