@@ -5,11 +5,13 @@
 // on every pass over the turn, so the block's length changes with every
 // rewrite. An arena holds it without ever moving it, without freeing and
 // reallocating, and without costing physical memory for room it merely may
-// need: it reserves address space for its worst case once (mmap with no
-// access), commits what a write needs (mprotect), and never gives committed
-// memory back until it is destroyed. The kernel supplies a committed page
-// only when it is first touched, and a stray access past the committed end
-// faults instead of reading another block.
+// need: it reserves address space for its worst case once (mmap, with no
+// swap reserved), commits what a write needs, and never gives committed
+// memory back until it is destroyed. The kernel supplies a page only when
+// it is first touched. How a commit is made depends on the kernel's
+// overcommit policy (see memory_arena.cpp); either way the committed bytes
+// are counted here, so that the reservation check and the file records
+// see the same figures.
 //
 // Running out here is not a command error but the end of the process: a
 // block that can't be written back means the solver's state is lost. The

@@ -5,7 +5,9 @@
 
 #include <unistd.h>
 
+#include <fstream>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "storage/packed_arena.h"
@@ -166,6 +168,30 @@ TEST(Arenas, ReservingHugeBlocksCostsOnlyWhatIsWritten) {
     arena->EndRead();
     EXPECT_EQ(back, row);
   }
+}
+
+size_t ProcessMappings() {
+  std::ifstream maps("/proc/self/maps");
+  std::string line;
+  size_t n = 0;
+  while (std::getline(maps, line)) ++n;
+  return n;
+}
+
+// The kernel allows some 65,000 mappings a process, and a big tree has tens
+// of thousands of blocks: arenas must not cost a mapping or two each.
+TEST(Arenas, ManyWrittenArenasShareAFewMappings) {
+  std::string policy;
+  std::ifstream("/proc/sys/vm/overcommit_memory") >> policy;
+  if (policy == "2") GTEST_SKIP() << "strict overcommit opens each arena's pages by protection";
+  const size_t before = ProcessMappings();
+  std::vector<std::unique_ptr<StreamArena>> arenas;
+  const std::vector<uint16_t> row(100, 7);
+  for (int i = 0; i < 2000; ++i) {
+    arenas.push_back(std::make_unique<StreamArena>(100000));
+    WriteBlock(*arenas.back(), {row});
+  }
+  EXPECT_LT(ProcessMappings(), before + 100);
 }
 
 TEST(ArenasDeathTest, ABlockBeyondItsReservationEndsTheProcess) {
