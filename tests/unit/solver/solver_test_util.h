@@ -107,8 +107,6 @@ class SolverFixture : public BuildFixture {
   ScopedValue<RelaxedSetting<bool>> avx512_{Avx512Allowed};
 };
 
-// Path of a file of the source tree, from this file's place.
-inline std::string SourcePath(const std::string& relative) {
-  std::string here = __FILE__;
-  return here.substr(0, here.rfind("/tests/")) + "/" + relative;
-}
+// Path of a file of the source tree. The build names the root: __FILE__
+// may be relative when the compiler runs under a cache.
+inline std::string SourcePath(const std::string& relative) { return std::string(KESTRUNE_SOURCE_DIR) + "/" + relative; }

@@ -18,7 +18,7 @@ using Bytes = std::vector<uint8_t>;
 
 // Blocks written by the reference coder, committed beside this file (the
 // build passes sources by absolute path).
-const std::string VectorDir = (std::filesystem::path(__FILE__).parent_path() / "fse_vectors/").string();
+const std::string VectorDir = KESTRUNE_SOURCE_DIR "/tests/unit/storage/codecs/fse_vectors/";
 
 Bytes ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
