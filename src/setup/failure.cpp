@@ -13,6 +13,11 @@ void FatalError(const char* text) {
   ExitProcess(1);
 }
 
+void FatalStop(const char* line) {
+  std::fputs(line, stdout);
+  ExitProcess(1);
+}
+
 void ExitProcess(int status) {
   std::fflush(stdout);
   std::fflush(stderr);

@@ -23,6 +23,9 @@ struct CommandFailure : std::runtime_error {
 // For impossibilities no command can answer: prints "fail (text)" or "fail"
 // and ends the process with status 1.
 [[noreturn]] void FatalError(const char* text = nullptr);
+// The same for an impossibility that has its own words for the client:
+// prints `line` as it is and ends the process with status 1.
+[[noreturn]] void FatalStop(const char* line);
 
 // Ends the process at once with the given status after flushing the standard
 // streams. Static destructors do not run: a solver thread may still be
