@@ -1,6 +1,6 @@
-// Hand categories and draws against a reference written here: a naive
-// ranking that takes the best five cards by counting ranks and suits, and
-// the category rules applied to its values. The edge cases pin single hands
+// Hand categories and draws against a reference written here: the category
+// rules and the out counting applied to the values of a naive ranking of
+// the best five cards. The edge cases pin single hands
 // to the categories a player would name; the whole-board cases compare all
 // 1326 hands on boards of every shape.
 #include <gtest/gtest.h>
@@ -15,6 +15,7 @@
 #include "eval/hand_categories.h"
 #include "eval/hand_tables.h"
 #include "eval/rule_settings.h"
+#include "reference_hands.h"
 #include "setup/cards.h"
 
 namespace {
@@ -25,54 +26,13 @@ std::vector<int> CardsOf(CardMask mask) {
   return cards;
 }
 
-// Three to five cards by counting: equal ranks grouped, groups ordered by
-// size then rank, one rank nibble per group from the top; five cards may
-// also be a straight (the ace plays low) or a flush.
-uint32_t NaiveValue(const std::vector<int>& cards) {
-  int count[13] = {};
-  for (int card : cards) ++count[card % 13];
-  std::vector<std::pair<int, int>> groups;  // (size, rank)
-  for (int rank = 12; rank >= 0; --rank)
-    if (count[rank]) groups.push_back({count[rank], rank});
-  std::stable_sort(groups.begin(), groups.end(), [](auto& a, auto& b) { return a.first > b.first; });
-  uint32_t nibbles = 0;
-  for (size_t i = 0; i < groups.size(); ++i) nibbles |= uint32_t(groups[i].second) << (16 - 4 * i);
-  if (cards.size() == 5 && groups.size() == 5) {
-    bool flush = std::all_of(cards.begin(), cards.end(), [&](int c) { return c / 13 == cards[0] / 13; });
-    int top = groups[0].second - groups[4].second == 4 ? groups[0].second : -1;
-    if (count[12] && count[0] && count[1] && count[2] && count[3]) top = 3;
-    if (top >= 0) return uint32_t(flush ? 8 : 4) << 24 | uint32_t(top) << 16;
-    return flush ? 5u << 24 | nibbles : nibbles;
-  }
-  int type = 0;
-  if (groups[0].first == 4) type = 7;
-  if (groups[0].first == 3) type = groups.size() > 1 && groups[1].first == 2 ? 6 : 3;
-  if (groups[0].first == 2) type = groups.size() > 1 && groups[1].first == 2 ? 2 : 1;
-  return uint32_t(type) << 24 | nibbles;
-}
-
-// The best five of up to seven cards; fewer are taken whole.
-uint32_t NaiveBest(CardMask mask) {
-  std::vector<int> cards = CardsOf(mask);
-  if (cards.size() <= 5) return NaiveValue(cards);
-  uint32_t best = 0;
-  for (unsigned pick = 0; pick < 1u << cards.size(); ++pick) {
-    if (std::popcount(pick) != 5) continue;
-    std::vector<int> five;
-    for (size_t i = 0; i < cards.size(); ++i)
-      if (pick >> i & 1) five.push_back(cards[i]);
-    best = std::max(best, NaiveValue(five));
-  }
-  return best;
-}
-
 int Type(uint32_t v) { return int(v >> 24); }
 int Nibble(uint32_t v, int i) { return int(v >> (20 - 4 * i) & 0xF); }
 
 // The category rules, written from their table.
 int ReferenceMade(CardMask board, CardMask hand) {
   if (board & hand) return -1;
-  const uint32_t B = NaiveBest(board), V = NaiveBest(board | hand);
+  const uint32_t B = ReferenceBest(board), V = ReferenceBest(board | hand);
   const int t = Type(V), b = Type(B);
   std::vector<int> boardRanks;
   for (int card : CardsOf(board))
@@ -118,13 +78,13 @@ int ReferenceMade(CardMask board, CardMask hand) {
 int ReferenceDraw(CardMask board, CardMask hand) {
   if (std::popcount(board) == 5) return 0;
   if (board & hand) return -1;
-  const int old = Type(NaiveBest(board | hand));
+  const int old = Type(ReferenceBest(board | hand));
   int straight = 0, flush = 0;
   for (int k = 0; k < 52; ++k) {
     CardMask card = CardBit(k);
     if ((board | hand) & card) continue;
-    uint32_t boardAlone = std::popcount(board | card) == 5 ? NaiveBest(board | card) : 0;
-    uint32_t now = NaiveBest(board | hand | card);
+    uint32_t boardAlone = std::popcount(board | card) == 5 ? ReferenceBest(board | card) : 0;
+    uint32_t now = ReferenceBest(board | hand | card);
     if (now <= boardAlone) continue;
     straight += Type(now) == 4 && old < 4;
     flush += (Type(now) == 5 || Type(now) == 8) && old < 5;
