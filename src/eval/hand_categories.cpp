@@ -24,6 +24,8 @@ int Place(int rank, uint32_t boardRanks) {
   return 2 * std::popcount(above) + int(boardRanks >> rank & 1);
 }
 
+// A hand that pairs the board (or holds a pocket pair) by where it stands:
+// above the board, pairing its top rank, between, and so on down.
 MadeCategory PairClass(int place) {
   switch (place) {
     case 0: return CategoryOverpair;
@@ -46,6 +48,7 @@ MadeCategory KickerClass(HandValue hand, HandValue board) {
   return CategoryNothing;
 }
 
+// The board's own value, read once for all hands.
 struct BoardFacts {
   HandValue value;
   HandType type;
@@ -92,7 +95,6 @@ MadeCategory Categorise(HandValue v, const BoardFacts& board, int place) {
   FatalStop("ERROR: bug in hand classifier, please report!\n");
 }
 
-// The cards of one board and its value for the made-hand and draw loops.
 BoardFacts ReadBoard(CardMask board) {
   const SuitLaneMask lanes = ToSuitLaneMask(board);
   const HandValue value = EvalBoard(lanes, std::popcount(board));
