@@ -1,6 +1,7 @@
 // Speed of hand evaluation: plain seven-card evaluations on random hands, the
-// rule-aware entry on the same hands, and the valuation of all 1326 combos
-// on a river board, as a tree build does for every board.
+// rule-aware entry on the same hands, the valuation of all 1326 combos
+// on a river board, as a tree build does for every board, and the hand
+// categories and draws of all hands on a flop, a turn and a river.
 #include <benchmark/benchmark.h>
 
 #include <random>
@@ -8,6 +9,7 @@
 
 #include "eval/evaluate_cards.h"
 #include "eval/evaluators.h"
+#include "eval/hand_categories.h"
 #include "eval/hand_tables.h"
 #include "eval/hand_values.h"
 
@@ -72,5 +74,36 @@ void BM_ComputeHandValuesRiver(benchmark::State& state) {
   state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(combos.size()));
 }
 BENCHMARK(BM_ComputeHandValuesRiver);
+
+// Boards by street: a two-tone flop full of draws, a turn, a river.
+const char* const CategoryBoards[] = {"Qh Jh 8c", "Qh Jh 8c 3d", "Qh Jh 8c 3d 2s"};
+
+void BM_ClassifyHands(benchmark::State& state) {
+  InitHandTables();
+  BuildHandTables();
+  const CardMask board = ParseCards(CategoryBoards[state.range(0)]);
+  state.SetLabel(CategoryBoards[state.range(0)]);
+  HandResults results{};
+  for (auto _ : state) {
+    ClassifyHands(board, results);
+    benchmark::DoNotOptimize(results.data());
+  }
+  state.SetItemsProcessed(int64_t(state.iterations()) * HandCount);
+}
+BENCHMARK(BM_ClassifyHands)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
+
+void BM_ClassifyDraws(benchmark::State& state) {
+  InitHandTables();
+  BuildHandTables();
+  const CardMask board = ParseCards(CategoryBoards[state.range(0)]);
+  state.SetLabel(CategoryBoards[state.range(0)]);
+  HandResults results{};
+  for (auto _ : state) {
+    ClassifyDraws(board, results);
+    benchmark::DoNotOptimize(results.data());
+  }
+  state.SetItemsProcessed(int64_t(state.iterations()) * HandCount);
+}
+BENCHMARK(BM_ClassifyDraws)->DenseRange(0, 1)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

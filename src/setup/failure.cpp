@@ -25,6 +25,11 @@ void FatalLine(const char* format, ...) {
   ExitProcess(1);
 }
 
+void FatalStop(const char* line) {
+  std::fputs(line, stdout);
+  ExitProcess(1);
+}
+
 void ExitProcess(int status) {
   std::fflush(stdout);
   std::fflush(stderr);

@@ -23,6 +23,9 @@ struct CommandFailure : std::runtime_error {
 // For impossibilities no command can answer: prints "fail (text)" or "fail"
 // and ends the process with status 1.
 [[noreturn]] void FatalError(const char* text = nullptr);
+// The same for an impossibility that has its own words for the client:
+// prints `line` as it is and ends the process with status 1.
+[[noreturn]] void FatalStop(const char* line);
 
 // Prints a formatted line to the console, under its lock, and ends the
 // process with status 1: for stops whose words are not "fail", such as

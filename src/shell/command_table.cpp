@@ -99,6 +99,8 @@ const CommandEntry CommandTable[] = {
     {"set_hand_type_order", CmdSetHandTypeOrder, 10},
     {"set_low_card", CmdSetLowCard, 2},
     {"eval_hand", CmdEvalHand, 2},
+    {"show_category_names", CmdShowCategoryNames, 1},
+    {"show_categories", CmdShowCategories, -1},
     {"enable_adaptive_precision", CmdEnableAdaptivePrecision, 2},
     {"get_value", CmdGetValue, 2},
     {"get_all_values", CmdGetAllValues, 1},

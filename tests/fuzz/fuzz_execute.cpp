@@ -16,7 +16,8 @@
 //                    or onto two fixed spots: "river" (bench/spots) and
 //                    "turn" (turn_spot.txt here, with few lines)
 //   exit             ends the input instead of the process
-//   FatalError       aborts, so that the fuzzer reports it
+//   FatalError, FatalStop
+//                    abort, so that the fuzzer reports them
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -65,6 +66,7 @@ KESTRUNE_WRAPPED(LoadScript, "13CmdLoadScript")
 KESTRUNE_WRAPPED(SkipIfDone, "13CmdSkipIfDone")
 void WrapExitProcess(int status) asm("__wrap__Z11ExitProcessi");
 void WrapFatalError(const char* text) asm("__wrap__Z10FatalErrorPKc");
+void WrapFatalStop(const char* line) asm("__wrap__Z9FatalStopPKc");
 
 namespace {
 
@@ -241,6 +243,11 @@ void WrapExitProcess(int) {
 
 void WrapFatalError(const char* text) {
   std::fprintf(stderr, "FatalError: %s\n", text ? text : "");
+  std::abort();
+}
+
+void WrapFatalStop(const char* line) {
+  std::fprintf(stderr, "FatalStop: %s", line);
   std::abort();
 }
 
