@@ -11,21 +11,22 @@ void FailCommand(const std::string& detail) { throw CommandFailure(detail); }
 
 void FatalError(const char* text) {
   if (text && *text) FatalLine("fail (%s)\n", text);
-  FatalLine("fail\n");
+  FatalStop("fail\n");
+}
+
+void FatalLine(const char* format, ...) {
+  char line[512];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(line, sizeof line, format, args);
+  va_end(args);
+  FatalStop(line);
 }
 
 // The lock is kept until the end, so no other thread's line follows the
 // last one.
-void FatalLine(const char* format, ...) {
-  OutputMutex.lock();
-  va_list args;
-  va_start(args, format);
-  std::vprintf(format, args);
-  va_end(args);
-  ExitProcess(1);
-}
-
 void FatalStop(const char* line) {
+  OutputMutex.lock();
   std::fputs(line, stdout);
   ExitProcess(1);
 }

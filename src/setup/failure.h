@@ -27,9 +27,9 @@ struct CommandFailure : std::runtime_error {
 // prints `line` as it is and ends the process with status 1.
 [[noreturn]] void FatalStop(const char* line);
 
-// Prints a formatted line to the console, under its lock, and ends the
-// process with status 1: for stops whose words are not "fail", such as
-// running out of memory where the solver's state would be lost.
+// FatalStop with a formatted line: for stops whose words are not "fail",
+// such as running out of memory where the solver's state would be lost.
+// Both print under the console lock.
 [[noreturn]] void FatalLine(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // Ends the process at once with the given status after flushing the standard

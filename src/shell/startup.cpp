@@ -95,7 +95,7 @@ void RunShell(int argc, char** argv) {
   // main has checked the processor before the shell starts.
   // A damaged compressed block ends the process (the solver's state is
   // lost); its line goes out under the console lock like every other.
-  SetCodecFailureHook([](CodecFailure failure) { FatalLine("%s", CodecFailureLine(failure)); });
+  SetCodecFailureHook([](CodecFailure failure) { FatalStop(CodecFailureLine(failure)); });
   Variables.Set("build", BuildText);
   Variables.Set("build_date", BuildDate);
   Variables.Set("build_time", BuildTime);
