@@ -157,8 +157,8 @@ struct TestRow {
 // and rows close to the one before (mode 1), from 0 to 1326 values.
 std::vector<TestRow> TestRows(std::mt19937& rng) {
   // Values (symbol - 1) at every escape border of both codecs.
-  const uint32_t edges[] = {0,     13,    14,    15,    253,   254,          255,       256,       1021,       1022,
-                            1023,  1024,  65533, 65534, 65535, 65536 + 1022, 65536 + 1023, 65536 + 1024, 0xFFFFFFFD, 0xFFFFFFFE};
+  const uint32_t edges[] = {0,    13,    14,    15,    253,          254,          255,          256,        1021,      1022,
+                            1023, 1024,  65533, 65534, 65535,        65536 + 1022, 65536 + 1023, 65536 + 1024, 0xFFFFFFFD, 0xFFFFFFFE};
   std::vector<TestRow> rows;
   for (size_t n : {0, 1, 15, 16, 17, 100, 1326}) {
     std::vector<uint32_t> symbols(n);
@@ -231,24 +231,17 @@ TEST_F(LegacyCodec, RoundTripsOverEveryEscapeBorder) {
   EXPECT_TRUE(std::equal(counts, counts + HistogramSize, again));
 }
 
-// A 16-bit row goes in widened and comes back only as 32-bit values;
+// A 16-bit row goes in widened and comes back only through ReadRow32;
 // ReadRow16 refuses without a failure.
 TEST_F(LegacyCodec, SixteenBitRowsReadBackWidened) {
-  const std::vector<uint16_t> previous{0, 65535, 7, 300, 65000}, row{65535, 0, 9, 300, 64000};
+  const std::vector<uint16_t> row{65535, 0, 9, 300, 64000};
   for (uint8_t id : {RangeCodecId, BitCodecId}) {
     MemoryStreams m;
-    {
-      auto writer = m.Writer(id);
-      WriteRow16(*writer, previous.data(), nullptr, previous.size());
-      WriteRow16(*writer, row.data(), previous.data(), row.size());
-    }
-    auto reader = m.Reader();
-    std::vector<uint32_t> first(5), second(5);
-    EXPECT_TRUE(ReadRow32(*reader, first.data(), nullptr, 5));
-    EXPECT_TRUE(ReadRow32(*reader, second.data(), first.data(), 5));
-    EXPECT_EQ(first, std::vector<uint32_t>(previous.begin(), previous.end()));
-    EXPECT_EQ(second, std::vector<uint32_t>(row.begin(), row.end()));
+    WriteRow16(*m.Writer(id), row.data(), nullptr, row.size());
+    std::vector<uint32_t> wide(5);
     std::vector<uint16_t> narrow(5, 9);
+    EXPECT_TRUE(ReadRow32(*m.Reader(), wide.data(), nullptr, 5));
+    EXPECT_EQ(wide, std::vector<uint32_t>(row.begin(), row.end()));
     EXPECT_FALSE(ReadRow16(*m.Reader(), narrow.data(), nullptr, 5));
     EXPECT_EQ(narrow, std::vector<uint16_t>(5, 0));
     EXPECT_EQ(lastFailure, CodecFailure::none);
@@ -283,7 +276,6 @@ TEST_F(LegacyCodec, DamagedInputIsAFailureNotGarbage) {
       {0, "first coder byte", [](MemoryStreams& m) { m.bytes[0][2053] = 1; }, CodecFailure::damagedData},
       {1, "bits short", [](MemoryStreams& m) { m.bytes[1].pop_back(); }, CodecFailure::damagedData},
       {1, "nibbles short", [](MemoryStreams& m) { m.bytes[2].pop_back(); }, CodecFailure::damagedData},
-      {1, "bytes short", [](MemoryStreams& m) { m.bytes[0].pop_back(); }, CodecFailure::damagedData},
       {1, "flagged group of zeros", [](MemoryStreams& m) { m.bytes[1] = Bytes(256, 0); m.bytes[1][0] = 0x20; },
        CodecFailure::damagedData},
       {1, "mode 1, no previous", [](MemoryStreams& m) { m.bytes[1][0] |= 1; }, CodecFailure::damagedData},
