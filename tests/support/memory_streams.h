@@ -34,8 +34,8 @@ struct MemoryStreams {
     return size;
   }
 
-  std::unique_ptr<CodecWriter> Writer(uint8_t id = StreamCodecId, const uint32_t* histogram = nullptr,
-                                      uint32_t* histogramOut = nullptr) {
+  std::unique_ptr<CodecWriter> Writer(uint8_t id = StreamCodecId, const uint64_t* histogram = nullptr,
+                                      uint64_t* histogramOut = nullptr) {
     return CreateWriter(id, histogram, histogramOut, Output, this);
   }
   // Reading starts again from the first byte of every stream.

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "storage/codecs/bit_codec.h"
+#include "storage/codecs/range_codec.h"
 #include "storage/codecs/row_transform.h"
 #include "storage/codecs/stream_codec.h"
 
@@ -22,7 +24,12 @@ std::atomic<CodecFailureHook> failureHook{ExitOnFailure};
 }  // namespace
 
 const char* CodecFailureLine(CodecFailure failure) {
-  return failure == CodecFailure::damagedData ? "fse error\n" : "fail\n";
+  switch (failure) {
+    case CodecFailure::damagedData: return "fse error\n";
+    case CodecFailure::wrongId: return "compressor wrong id\n";
+    case CodecFailure::treeFailed: return "CreateOptimalTree fail\n";
+    default: return "fail\n";
+  }
 }
 
 void ReportCodecFailure(CodecFailure failure) { failureHook.load(std::memory_order_relaxed)(failure); }
@@ -31,18 +38,22 @@ CodecFailureHook SetCodecFailureHook(CodecFailureHook hook) {
   return failureHook.exchange(hook ? hook : ExitOnFailure, std::memory_order_relaxed);
 }
 
-std::unique_ptr<CodecWriter> CreateWriter(uint8_t id, const uint32_t* histogram, uint32_t* histogramOut,
+std::unique_ptr<CodecWriter> CreateWriter(uint8_t id, const uint64_t* histogram, uint64_t* histogramOut,
                                           CodecOutput output, void* context) {
-  if (id != StreamCodecId) return nullptr;
+  if (id > StreamCodecId) return nullptr;
   output(context, 0, &id, 1);
+  if (id == RangeCodecId) return std::make_unique<RangeCodecWriter>(histogram, histogramOut, output, context);
+  if (id == BitCodecId) return std::make_unique<BitCodecWriter>(output, context);
   return std::make_unique<StreamCodecWriter>(output, context);
 }
 
 std::unique_ptr<CodecReader> CreateReader(CodecInput input, void* context) {
   uint8_t id = 0;
   if (input(context, 0, &id, 1) != 1) return nullptr;
-  if (id != StreamCodecId) return nullptr;
-  return std::make_unique<StreamCodecReader>(input, context);
+  if (id == RangeCodecId) return std::make_unique<RangeCodecReader>(input, context);
+  if (id == BitCodecId) return std::make_unique<BitCodecReader>(input, context);
+  if (id == StreamCodecId) return std::make_unique<StreamCodecReader>(input, context);
+  return nullptr;
 }
 
 // The symbols of one row live on the stack (5 KB): no allocation per row,

@@ -13,7 +13,8 @@
 // failure, stops reading and gives rows of zeros from then on.
 //
 // Failures end the process in the program ("fse error" for damaged data,
-// "fail" for a row longer than the ceiling), but the codec layer may not
+// "fail" for a row longer than the ceiling, and two of the older codecs'
+// own), but the codec layer may not
 // print or exit on its own terms, or it could not be fuzzed. So there is one
 // place that does: ReportCodecFailure, which the row functions call and
 // which runs a replaceable hook. The default hook prints the line and ends
@@ -39,6 +40,8 @@ enum class CodecFailure : uint8_t {
   none,
   damagedData,    // a block or row that no writer makes: "fse error"
   countTooLarge,  // a row of more than MaxRowCount values: "fail"
+  wrongId,        // the range codec's head lacks its tag: "compressor wrong id"
+  treeFailed,     // a symbol tree of the wrong size: "CreateOptimalTree fail"
 };
 
 // The console line of a failure, with its newline.
@@ -81,16 +84,22 @@ class CodecReader {
 };
 
 // The codec ids, the first byte of stream 0.
+inline constexpr uint8_t RangeCodecId = 0;   // older data only
+inline constexpr uint8_t BitCodecId = 1;     // older data only
 inline constexpr uint8_t StreamCodecId = 2;  // the one this program writes
 
-// Writes the id byte to stream 0 and makes the writer. Ids 0 and 1 exist
-// only in older data and are not written; like any id without a codec here
-// they give null, with nothing written. The histograms serve id 0 alone
-// and may be null otherwise.
-std::unique_ptr<CodecWriter> CreateWriter(uint8_t id, const uint32_t* histogram, uint32_t* histogramOut,
+// Writes the id byte to stream 0 and makes the writer; null, with nothing
+// written, for an unknown id. The program writes id 2 only; the writers of
+// ids 0 and 1 are there for round trips of older data, and take 32-bit
+// rows only (16-bit rows are coded widened and read back as 32-bit rows).
+// The histograms serve id 0 alone and may be null: histogram holds the 256
+// counts its symbol tree is built from (null: no counts), histogramOut
+// receives 256 counts of the values written, for a later writer.
+std::unique_ptr<CodecWriter> CreateWriter(uint8_t id, const uint64_t* histogram, uint64_t* histogramOut,
                                           CodecOutput output, void* context);
-// Reads the id byte from stream 0 and makes its reader; null for an id this
-// build cannot read yet (ids 0 and 1 among them) or for no byte at all.
+// Reads the id byte from stream 0 and makes its reader; null for an unknown
+// id or for no byte at all. A reader whose head is damaged is made with
+// its failure recorded, which the first row reports.
 std::unique_ptr<CodecReader> CreateReader(CodecInput input, void* context);
 
 // The row transform, then the writer. previous may be null. A count above
