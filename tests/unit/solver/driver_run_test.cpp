@@ -129,14 +129,6 @@ TEST_F(DriverRunTest, EachStopReasonEndsTheRunWhereItShould) {
   }
 }
 
-// The other refusals of go show in the transcripts; an incomplete tree
-// can't be reached from the shell without a failed rebuild.
-TEST_F(DriverRunTest, GoRefusesAnIncompleteTree) {
-  Build({"0 0", "50 50"});
-  Context().flags |= IncompleteTreeFlag;
-  EXPECT_EQ(GoError("go 5"), "ERROR: go incomplete tree\n");
-}
-
 // A new run can follow the end of the last one at once: it must neither
 // print its start before the last "stopped" line nor read as over early.
 TEST_F(DriverRunTest, BackToBackRunsNeverOverlap) {
@@ -229,21 +221,18 @@ TEST_F(DriverRunTest, CompactVerboseReportsKeepTheirGaps) {
   EXPECT_EQ(Variables.Get("peak_working_set"), std::to_string(peak));
 }
 
-TEST_F(DriverRunTest, CalcResultsMeasuresUnlessStreetsAreForgotten) {
+// The measurement itself shows in the transcripts. A forgotten tree can't
+// be reached from the shell without a failed rebuild: it keeps what was
+// measured at the same iteration, and go refuses it.
+TEST_F(DriverRunTest, AnIncompleteTreeKeepsItsResultsAndRefusesGo) {
   Build({"0 0", "50 50"});
   SolverContext& context = Context();
   CalcResults(context);
-  // Raw values count from half the pot.
-  EXPECT_NEAR(context.evOop, 62.5, 1e-4);
-  EXPECT_NEAR(context.mesIp, -50.0, 1e-4);
-  EXPECT_NEAR(context.meanEv, 0.0, 1e-4);
-  EXPECT_EQ(context.resultsIteration, 0);
-
-  // A forgotten tree keeps what was measured at the same iteration...
   context.flags |= IncompleteTreeFlag;
   context.evOop = 1.0;
   EXPECT_EQ(CalcResults(context).evOop, 1.0);
-  // ...and a complete one measures every time.
+  EXPECT_EQ(GoError("go 5"), "ERROR: go incomplete tree\n");
+  // A complete one measures every time; raw values count from half the pot.
   context.flags &= ~IncompleteTreeFlag;
   EXPECT_NEAR(CalcResults(context).evOop, 62.5, 1e-4);
 }

@@ -2,13 +2,11 @@
 // order must leave the solver idle after a wait, never lose a stop line,
 // never move the iteration count backwards, and never deadlock.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <random>
 #include <sstream>
 #include <string>
@@ -23,38 +21,6 @@
 #include "solver_test_util.h"
 
 namespace {
-
-// Sends the standard output to a file for the length of a test, so the
-// solver's messages can be counted; a failing test gets the text on stderr.
-class CapturedStdout {
- public:
-  CapturedStdout() {
-    std::fflush(stdout);
-    saved_ = dup(1);
-    file_ = std::tmpfile();
-    dup2(fileno(file_), 1);
-  }
-  ~CapturedStdout() { Restore(); }
-  // Puts the standard output back and returns what was written meanwhile.
-  std::string Restore() {
-    if (saved_ < 0) return text_;
-    std::fflush(stdout);
-    dup2(saved_, 1);
-    close(saved_);
-    saved_ = -1;
-    std::rewind(file_);
-    char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, file_)) > 0) text_.append(buffer, n);
-    std::fclose(file_);
-    return text_;
-  }
-
- private:
-  int saved_ = -1;
-  std::FILE* file_ = nullptr;
-  std::string text_;
-};
 
 // A deadlock between the shell and the solver would hang the test binary
 // when it runs outside ctest; this turns it into an abort with a message.
@@ -128,10 +94,12 @@ class DriverTest : public SolverFixture {
 
 TEST_F(DriverTest, InterleavedCommandsLeaveTheSolverIdleAfterAWait) {
   Watchdog watchdog(std::chrono::seconds(60));
-  CapturedStdout capture;
   BuildTurnSpot();
   ASSERT_NE(GlobalContext, nullptr);
   ASSERT_FALSE(SolverIsRunning());
+  // The solver thread writes to the same descriptor, so its messages are
+  // captured too and can be counted.
+  testing::internal::CaptureStdout();
 
   const std::vector<std::string> ops = {"go",          "go 3 steps",     "go 0 steps",      "go 60 seconds",
                                         "calc_results", "show_node r:0", "node_count",      "stop",
@@ -164,7 +132,7 @@ TEST_F(DriverTest, InterleavedCommandsLeaveTheSolverIdleAfterAWait) {
   EXPECT_FALSE(SolverIsRunning());
   EXPECT_EQ(Context().iteration, before + 3);
 
-  std::string text = capture.Restore();
+  const std::string text = testing::internal::GetCapturedStdout();
   // Every run that started printed its stop line before the wait returned.
   const int started = CountLines(text, "SOLVER: started");
   EXPECT_GT(started, 0);

@@ -183,6 +183,13 @@ void CheckLanes(const RiverList& list, std::mt19937& rng, double zeroShare, bool
   }
 }
 
+// CheckLanes for each lane form in turn; a single lane has no live lane
+// beside it to be dead next to.
+template <int... L>
+void CheckEachLaneForm(const RiverList& list, std::mt19937& rng, double zeroShare, bool deadLane, bool showdown) {
+  (CheckLanes<L>(list, rng, zeroShare, L > 1 && deadLane, showdown), ...);
+}
+
 class KernelsTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { InitHandTables(); }
@@ -195,17 +202,8 @@ TEST_F(KernelsTest, EveryLaneFormMatchesTheDoubleLoop) {
     for (double zeroShare : {0.0, 0.3, 0.9}) {
       const RiverList list = MakeRiverList(RandomBoard(rng), count, rng);
       const bool deadLane = zeroShare == 0.3;
-      CheckLanes<1>(list, rng, zeroShare, false, true);
-      CheckLanes<2>(list, rng, zeroShare, deadLane, true);
-      CheckLanes<3>(list, rng, zeroShare, deadLane, true);
-      CheckLanes<4>(list, rng, zeroShare, deadLane, true);
-      CheckLanes<6>(list, rng, zeroShare, deadLane, true);
-      CheckLanes<7>(list, rng, zeroShare, deadLane, true);
-      CheckLanes<8>(list, rng, zeroShare, deadLane, true);
-      CheckLanes<1>(list, rng, zeroShare, false, false);
-      CheckLanes<2>(list, rng, zeroShare, deadLane, false);
-      CheckLanes<3>(list, rng, zeroShare, deadLane, false);
-      CheckLanes<4>(list, rng, zeroShare, deadLane, false);
+      CheckEachLaneForm<1, 2, 3, 4, 6, 7, 8>(list, rng, zeroShare, deadLane, true);
+      CheckEachLaneForm<1, 2, 3, 4>(list, rng, zeroShare, deadLane, false);
     }
   }
 }
@@ -258,7 +256,6 @@ TEST_F(KernelsTest, ZeroCases) {
   const std::vector<Case> cases = {
       {"null reach", RandomBoard(rng), false, 1.0f},
       {"all-zero reach", RandomBoard(rng), true, 1.0f},
-      {"zero payoff", RandomBoard(rng), false, 0.0f},
       {"board plays", {12, 11, 10, 9, 8}, false, 2.0f},
   };
   for (const Case& c : cases) {
@@ -317,29 +314,6 @@ TEST_F(KernelsTest, PairKernelsMatchTheDoubleLoop) {
         ExpectNear(outF, foldTwo, "PairKernel2 fold");
       }
     }
-  }
-}
-
-// One opponent hand, reach 1: every hand sharing a card with it gets 0,
-// the others +-payoff by strength (a hand-checkable case).
-TEST_F(KernelsTest, SingleOpponentHand) {
-  std::mt19937 rng(5);
-  const RiverList list = MakeRiverList(RandomBoard(rng), -1, rng);
-  const int n = list.Size();
-  const int opponent = n / 2;
-  std::vector<float> reach(n, 0.0f), out(n, NAN);
-  reach[opponent] = 1.0f;
-  const float payoff = 3.0f;
-  float* outPointer = out.data();
-  const float* reachPointer = reach.data();
-  ShowdownKernel<1>(&outPointer, &reachPointer, n, list.tieRuns.data(), int(list.tieRuns.size()),
-                    list.handCards.data(), &payoff, nullptr);
-  for (int i = 0; i < n; ++i) {
-    const float expected = Clash(list.handCards[i], list.handCards[opponent])       ? 0.0f
-                           : list.strengths[i] > list.strengths[opponent] ? payoff
-                           : list.strengths[i] < list.strengths[opponent] ? -payoff
-                                                                          : 0.0f;
-    ASSERT_EQ(out[i], expected) << "hand " << i;
   }
 }
 

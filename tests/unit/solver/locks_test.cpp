@@ -72,8 +72,8 @@ TEST_F(LocksTest, LockedAlwaysBetIsAnsweredByTheBestResponse) {
 }
 
 // Hand locks through the command: only hands with a non-zero number are
-// masked, a whole-node lock frees the mask, and a path that names no
-// decision changes nothing.
+// masked, in both stores, and a path that names no decision changes
+// nothing. How a whole-node lock replaces a hand lock shows in solver_locks.
 TEST_F(LocksTest, ComboLockMasksExactlyTheGivenHands) {
   SetRanges([](int, int combo) { return ClassWeight(combo, {{"AK", 1.0}, {"76", 1.0}}); });
   SetBoard("Qs Jh 2h", "8d", "3c");
@@ -95,12 +95,6 @@ TEST_F(LocksTest, ComboLockMasksExactlyTheGivenHands) {
   const int hand = list.comboToHand[size_t(ak)];
   for (int h = 0; h < lock->handMaskSize; ++h) EXPECT_EQ(lock->handMask[size_t(h)], h == hand ? 1 : 0) << h;
   EXPECT_EQ(c.nodes[0].store1->GetLockRecord(c.rootTurn, c.rootRiver)->flags, ComboLockedFlag);
-
-  ExecuteCommand({"lock_node", "r:0"});
-  FlushReply();
-  EXPECT_EQ(lock->flags, LockedFlag);
-  EXPECT_EQ(lock->handMask, nullptr);
-  EXPECT_EQ(lock->handMaskSize, 0);
 }
 
 // River rows opened outside a pass hold the dealt turn's deal mutex, so a

@@ -4,8 +4,8 @@
 // It shares nothing with the solver but the node list (kinds, players,
 // payoffs, children), which the tree tests cover. Showdowns compare seven-
 // card values from the plain evaluator; card removal is a compatibility
-// matrix. It evaluates any strategy profile exactly (values and best
-// responses) and solves the game with CFR+ and linearly weighted averages.
+// matrix. It evaluates any strategy profile exactly: values and best
+// responses.
 #pragma once
 
 #include <algorithm>
@@ -79,27 +79,6 @@ class ReferenceRiverGame {
     return result;
   }
 
-  // CFR+ with alternating updates; returns the linearly weighted average.
-  Profile SolveCfrPlus(int iterations) const {
-    Profile regrets = Uniform(), sums = Uniform();
-    for (auto& row : regrets) std::fill(row.begin(), row.end(), 0.0);
-    for (auto& row : sums) std::fill(row.begin(), row.end(), 0.0);
-    for (int t = 1; t <= iterations; ++t)
-      for (int p = 1; p >= 0; --p) Update(0, p, weights_[p], weights_[p ^ 1], regrets, sums, double(t));
-    Profile average = Uniform();
-    for (size_t n = 0; n < nodes_.size(); ++n) {
-      if (nodes_[n].IsEnd()) continue;
-      const size_t actions = nodes_[n].children.size();
-      for (size_t i = 0; i * actions < sums[n].size(); ++i) {
-        double s = 0.0;
-        for (size_t a = 0; a < actions; ++a) s += sums[n][i * actions + a];
-        if (s > 0.0)
-          for (size_t a = 0; a < actions; ++a) average[n][i * actions + a] = sums[n][i * actions + a] / s;
-      }
-    }
-    return average;
-  }
-
  private:
   static uint32_t Strength(CardMask board, CardMask hand) {
     int cards[7];
@@ -162,46 +141,6 @@ class ReferenceRiverGame {
         }
       }
     }
-  }
-
-  std::vector<double> Update(int n, int p, const std::vector<double>& ownReach, const std::vector<double>& opp,
-                             Profile& regrets, Profile& sums, double t) const {
-    const TreeNode& node = nodes_[size_t(n)];
-    if (node.IsEnd()) return EndValues(node, p, opp);
-    const size_t actions = node.children.size();
-    const size_t own = hands_[p].size();
-    const size_t mover = hands_[node.player].size();
-    std::vector<double> sigma(mover * actions);
-    for (size_t i = 0; i < mover; ++i) {
-      double s = 0.0;
-      for (size_t a = 0; a < actions; ++a) s += regrets[size_t(n)][i * actions + a];
-      for (size_t a = 0; a < actions; ++a)
-        sigma[i * actions + a] = s > 0.0 ? regrets[size_t(n)][i * actions + a] / s : 1.0 / double(actions);
-    }
-    std::vector<double> value(own, 0.0);
-    if (node.player == p) {
-      std::vector<std::vector<double>> childValues(actions);
-      for (size_t a = 0; a < actions; ++a) {
-        std::vector<double> reach(own);
-        for (size_t i = 0; i < own; ++i) reach[i] = ownReach[i] * sigma[i * actions + a];
-        childValues[a] = Update(node.children[a], p, reach, opp, regrets, sums, t);
-        for (size_t i = 0; i < own; ++i) value[i] += sigma[i * actions + a] * childValues[a][i];
-      }
-      for (size_t i = 0; i < own; ++i)
-        for (size_t a = 0; a < actions; ++a) {
-          double& r = regrets[size_t(n)][i * actions + a];
-          r = std::max(0.0, r + childValues[a][i] - value[i]);
-          sums[size_t(n)][i * actions + a] += t * ownReach[i] * sigma[i * actions + a];
-        }
-    } else {
-      for (size_t a = 0; a < actions; ++a) {
-        std::vector<double> reach(opp.size());
-        for (size_t j = 0; j < opp.size(); ++j) reach[j] = opp[j] * sigma[j * actions + a];
-        std::vector<double> v = Update(node.children[a], p, ownReach, reach, regrets, sums, t);
-        for (size_t i = 0; i < own; ++i) value[i] += v[i];
-      }
-    }
-    return value;
   }
 
   const std::vector<TreeNode>& nodes_;

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <string>
@@ -91,9 +90,10 @@ TEST_F(TraversalTest, UniformPlayGivesHandComputedValues) {
 }
 
 // A river game of a few dozen combos a side with bets and raises, against
-// the brute-force reference: the reference evaluates the solver's own
-// average strategies (checking the evaluate pass), and solves the game
-// itself (checking that the solver's values bracket the same game value).
+// the brute-force reference: it evaluates the uniform start and the
+// solver's own average strategies, checking the evaluate pass; and as the
+// reference finds those strategies all but unexploitable, the solver has
+// solved this game, whose value every profile's values bracket.
 TEST_F(TraversalTest, RiverSolveAgreesWithBruteForceReference) {
   SetRanges(ReferenceGameRanges);
   SetBoard("Qs Jh 2h", "8d", "3c");
@@ -121,12 +121,7 @@ TEST_F(TraversalTest, RiverSolveAgreesWithBruteForceReference) {
   EXPECT_NEAR(m.mesOop, own.mesOop, 1e-4 * Pot);
   EXPECT_NEAR(m.mesIp, own.mesIp, 1e-4 * Pot);
 
-  const ReferenceRiverGame::Result ref = game.Evaluate(game.SolveCfrPlus(1500));
-  // Each profile brackets the game value V: -mesIp <= V <= mesOop.
-  const double low = std::max(-m.mesIp, -ref.mesIp), high = std::min(m.mesOop, ref.mesOop);
-  EXPECT_LE(low, high + 1e-4 * Pot);
-  EXPECT_NEAR(m.evOop, ref.evOop, 2 * (m.Exploitability() + ref.Exploitability()) + 1e-4 * Pot);
-  EXPECT_LT(m.Exploitability(), 0.002 * Pot);
+  EXPECT_LT(own.Exploitability(), 0.002 * Pot);
 }
 
 // Locks: a LOCKED node keeps its rows and adds no sums, and nobody can

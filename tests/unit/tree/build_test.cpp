@@ -9,6 +9,7 @@
 #include "build_test_util.h"
 #include "eval/evaluate_cards.h"
 #include "shell/command_error.h"
+#include "solver/river_batch.h"
 #include "tree/store_setup.h"
 #include "tree/board_tree_build.h"
 #include "tree/node_list.h"
@@ -304,7 +305,10 @@ TEST_F(BuildFixture, SecondKeyOrdersTiesOnFiveCardBoards) {
   EXPECT_EQ(FiveCardSecondKey(ParseCards("3s2s"), ParseCards("As Ks Qs Js Ts")), 13u * 256 + 65);
 }
 
-TEST_F(BuildFixture, TieTablesCoverEveryRiverList) {
+// Tie runs group equal strengths, in ascending order, over the whole list,
+// and never more of them than a live mask holds. The group records built
+// from them are worked by hand below.
+TEST_F(BuildFixture, TieRunsCoverEveryRiverList) {
   IsomorphismFlopRoots = false;
   SetRanges(ByRanks);
   SetBoard("9c 8c 7d");
@@ -312,32 +316,16 @@ TEST_F(BuildFixture, TieTablesCoverEveryRiverList) {
   BuildTreeFromSetUp();
   for (const BoardNode& turn : Context().boardTree->turns)
     for (const BoardNode& river : turn.rivers) {
-      int sum = 0, smallIndex = 0, largeIndex = 0;
-      ASSERT_LE(river.tieRuns.size(), 136u);
-      for (size_t g = 0; g < river.tieRuns.size(); ++g) {
-        const int size = river.tieRuns[g];
+      ASSERT_LE(river.tieRuns.size(), size_t(MaxTieGroups));
+      int sum = 0;
+      for (const uint16_t size : river.tieRuns) {
         for (int i = 1; i < size; ++i) EXPECT_EQ(river.strengths[size_t(sum + i)], river.strengths[size_t(sum)]);
         if (sum > 0) {
           EXPECT_LT(river.strengths[size_t(sum - 1)], river.strengths[size_t(sum)]);
         }
-        if (size <= 16) {
-          const SmallTieGroup& record = river.smallGroups[size_t(smallIndex++)];
-          EXPECT_EQ(record.group, g);
-          EXPECT_EQ(record.firstHand, sum);
-          EXPECT_EQ(record.size, size);
-          int lanes = 0;
-          for (uint8_t lane : record.lanes) lanes += lane != 0;
-          EXPECT_EQ(lanes, size <= 8 ? size : size - 8);
-        } else {
-          const LargeTieGroup& record = river.largeGroups[size_t(largeIndex++)];
-          EXPECT_EQ(record.group, g);
-          EXPECT_EQ(record.firstHand, sum);
-        }
         sum += size;
       }
       EXPECT_EQ(sum, river.HandCount());
-      EXPECT_EQ(smallIndex, int(river.smallGroups.size()));
-      EXPECT_EQ(largeIndex, int(river.largeGroups.size()));
     }
 }
 
