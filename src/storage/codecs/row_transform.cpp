@@ -1,5 +1,11 @@
 #include "storage/codecs/row_transform.h"
 
+#include <emmintrin.h>
+
+#include <atomic>
+
+#include "storage/codecs/row_transform_avx512.h"
+
 namespace {
 
 // The difference of two values in 32-bit wrapping arithmetic, as a signed
@@ -53,11 +59,67 @@ void InverseRow(const uint32_t* s, const T* p, T* x, size_t n, uint8_t mode) {
 
 }  // namespace
 
+namespace {
+
+// Null until the program installs its selector: tests and fuzz targets
+// that don't ask for the wide forms get the plain ones.
+std::atomic<RowTransformWideTest> wideTest{nullptr};
+
+bool UseWideForms() {
+  const RowTransformWideTest test = wideTest.load(std::memory_order_relaxed);
+  return test && test();
+}
+
+// The inverse as a running sum: x[i] = start[i] + (unzig(s[0]) + ... +
+// unzig(s[i])), with start[i] = p[i] in mode 1 and p[0] (or 0) in mode 0,
+// which is the recurrence of InverseRow unrolled. Modulo 65536 only the
+// low 16 bits of each step matter, so eight steps are summed at a time in
+// 16-bit lanes by three shifted adds. SSE2 is in every x86-64, so this
+// form needs no choice.
+template <bool FollowPrevious>
+void InverseRow16Plain(const uint32_t* s, const uint16_t* p, uint16_t* x, size_t n) {
+  const uint16_t base = p ? p[0] : 0;
+  const __m128i one = _mm_set1_epi32(1), zero = _mm_setzero_si128();
+  __m128i sum = zero;  // the running sum before this step, in every lane
+  size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    __m128i z0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
+    __m128i z1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i + 4));
+    z0 = _mm_xor_si128(_mm_srli_epi32(z0, 1), _mm_sub_epi32(zero, _mm_and_si128(z0, one)));
+    z1 = _mm_xor_si128(_mm_srli_epi32(z1, 1), _mm_sub_epi32(zero, _mm_and_si128(z1, one)));
+    // The low halves, sign-extended first so that the signed pack keeps them.
+    z0 = _mm_srai_epi32(_mm_slli_epi32(z0, 16), 16);
+    z1 = _mm_srai_epi32(_mm_slli_epi32(z1, 16), 16);
+    __m128i v = _mm_packs_epi32(z0, z1);
+    v = _mm_add_epi16(v, _mm_slli_si128(v, 2));
+    v = _mm_add_epi16(v, _mm_slli_si128(v, 4));
+    v = _mm_add_epi16(v, _mm_slli_si128(v, 8));
+    v = _mm_add_epi16(v, sum);
+    const __m128i last = _mm_shufflehi_epi16(v, 0xFF);
+    sum = _mm_unpackhi_epi64(last, last);
+    const __m128i start = FollowPrevious ? _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i))
+                                         : _mm_set1_epi16(int16_t(base));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(x + i), _mm_add_epi16(v, start));
+  }
+  uint16_t total = uint16_t(_mm_cvtsi128_si32(sum));
+  for (; i < n; ++i) {
+    total = uint16_t(total + uint32_t(ZigzagDecode(s[i])));
+    x[i] = uint16_t((FollowPrevious ? p[i] : base) + total);
+  }
+}
+
+}  // namespace
+
+RowTransformWideTest SetRowTransformWideTest(RowTransformWideTest test) {
+  return wideTest.exchange(test, std::memory_order_relaxed);
+}
+
 uint8_t TransformRow32(const uint32_t* row, const uint32_t* previous, uint32_t* symbols, size_t count) {
   return TransformRow(row, previous, symbols, count);
 }
 
 uint8_t TransformRow16(const uint16_t* row, const uint16_t* previous, uint32_t* symbols, size_t count) {
+  if (UseWideForms()) return TransformRow16Avx512(row, previous, symbols, count);
   return TransformRow(row, previous, symbols, count);
 }
 
@@ -66,5 +128,9 @@ void InverseRow32(const uint32_t* symbols, const uint32_t* previous, uint32_t* r
 }
 
 void InverseRow16(const uint32_t* symbols, const uint16_t* previous, uint16_t* row, size_t count, uint8_t mode) {
-  InverseRow(symbols, previous, row, count, mode);
+  if (UseWideForms()) return InverseRow16Avx512(symbols, previous, row, count, mode);
+  if (mode == RowModeLeftAndPrevious && previous)
+    InverseRow16Plain<true>(symbols, previous, row, count);
+  else
+    InverseRow16Plain<false>(symbols, previous, row, count);
 }
