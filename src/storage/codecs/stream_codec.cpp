@@ -187,30 +187,56 @@ bool StreamCodecReader::DecodeSymbols(size_t count, bool hasPrevious, uint8_t& m
   mode = Get(0);
   // Only modes 0 and 1 are written, and mode 1 only with a previous row.
   if (mode > RowModeLeftAndPrevious || (mode == RowModeLeftAndPrevious && !hasPrevious)) return Fail();
+  // Each symbol's stream is chosen by the one before, so the chain from one
+  // symbol to the next is the decoder's speed. On it lie only the load of
+  // the stream's read pointer (an array of pointers, indexed without any
+  // arithmetic), the load of the byte and a minimum; the buffers learn
+  // their positions back at the row's end or before a slow read.
+  const uint8_t* next[ContextCount];
+  const uint8_t* end[ContextCount];
+  for (uint32_t c = 0; c < ContextCount; ++c) {
+    const StreamBuffer& buffer = buffers_[FirstSymbolStream + c];
+    next[c] = buffer.data + buffer.used;
+    end[c] = buffer.data + buffer.filled;
+  }
   uint32_t context = 0;
   for (size_t group = 0; group < count; group += 8) {
     const size_t n = std::min<size_t>(8, count - group);
     uint32_t map = Get(1);
     // A bit past the row's end belongs to no value: no writer sets it.
-    if (map >> n) return Fail();
+    if (map >> n) {
+      Fail();
+      break;
+    }
     // Zeros first, whole groups at once (symbols_ is padded to a multiple
     // of 8), then only the set bits are visited: a test per symbol would
     // mispredict on about every non-zero one.
     uint32_t* s = symbols_ + group;
     std::memset(s, 0, 8 * sizeof(uint32_t));
     for (; map != 0; map &= map - 1) {
-      // Each symbol's stream is chosen by the one before, so this chain of
-      // loads is the decoder's speed: the context stays in a register and
-      // the common case is three loads and a compare.
-      StreamBuffer& buffer = buffers_[FirstSymbolStream + context];
-      uint32_t symbol;
-      if (buffer.used != buffer.filled && buffer.data[buffer.used] != Escape8) [[likely]]
-        symbol = buffer.data[buffer.used++] + 1u;
-      else
+      const uint8_t* at = next[context];
+      uint32_t symbol, following;
+      if (at != end[context] && *at != Escape8) [[likely]] {
+        const uint32_t byte = *at;
+        next[context] = at + 1;
+        symbol = byte + 1;
+        following = std::min(byte, ContextCount - 1);  // from the byte: one step less on the chain
+      } else {
+        // A used-up block or an escape.
+        StreamBuffer& buffer = buffers_[FirstSymbolStream + context];
+        buffer.used = uint32_t(at - buffer.data);
         symbol = GetSymbol(context);
-      context = std::min(symbol - 1, ContextCount - 1);
+        next[context] = buffer.data + buffer.used;
+        end[context] = buffer.data + buffer.filled;
+        following = std::min(symbol - 1, ContextCount - 1);
+      }
       s[std::countr_zero(map)] = symbol;
+      context = following;
     }
+  }
+  for (uint32_t c = 0; c < ContextCount; ++c) {
+    StreamBuffer& buffer = buffers_[FirstSymbolStream + c];
+    buffer.used = uint32_t(next[c] - buffer.data);
   }
   return failure_ == CodecFailure::none;
 }
