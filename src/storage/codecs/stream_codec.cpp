@@ -65,15 +65,9 @@ void StreamCodecWriter::Flush(StreamBuffer& buffer) {
   buffer.used = 0;
 }
 
-void StreamCodecWriter::PutSymbol(uint32_t symbol, uint32_t& context) {
-  const uint32_t v = symbol - 1;
-  if (v < Escape8) {
-    Put(FirstSymbolStream + context, uint8_t(v));
-    context = std::min(v, ContextCount - 1);
-    return;
-  }
+// The rare form: v = symbol - 1 of at least 255. The context becomes 15.
+void StreamCodecWriter::PutEscaped(uint32_t v, uint32_t context) {
   Put(FirstSymbolStream + context, uint8_t(Escape8));
-  context = ContextCount - 1;
   if (v < Escape16) {
     Put(EscapeStreamLow, uint8_t(v));
     Put(EscapeStreamHigh, uint8_t(v >> 8));
@@ -102,19 +96,30 @@ void StreamCodecWriter::WriteSymbols(const uint32_t* symbols, size_t count, uint
   Put(0, mode);
   uint32_t context = 0;  // lasts the row, and zeros leave it as it is
   // Most groups of a converged row are all zero and cost one map byte; in
-  // the others only the set bits of the map are visited.
+  // the others only the set bits of the map are visited. The common symbol
+  // is one byte, put inline, with the context in a register.
+  auto put = [&](uint32_t symbol) {
+    const uint32_t v = symbol - 1;
+    if (v < Escape8) [[likely]] {
+      Put(FirstSymbolStream + context, uint8_t(v));
+      context = std::min(v, ContextCount - 1);
+    } else {
+      PutEscaped(v, context);
+      context = ContextCount - 1;
+    }
+  };
   size_t group = 0;
   for (; group + 8 <= count; group += 8) {
     const uint32_t map = NonZeroMap8(symbols + group);
     for (uint32_t bits = map; bits != 0; bits &= bits - 1)
-      PutSymbol(symbols[group + std::countr_zero(bits)], context);
+      put(symbols[group + std::countr_zero(bits)]);
     Put(1, uint8_t(map));
   }
   if (group < count) {
     uint32_t map = 0;
     for (size_t k = 0; group + k < count; ++k) map |= uint32_t(symbols[group + k] != 0) << k;
     for (uint32_t bits = map; bits != 0; bits &= bits - 1)
-      PutSymbol(symbols[group + std::countr_zero(bits)], context);
+      put(symbols[group + std::countr_zero(bits)]);
     Put(1, uint8_t(map));
   }
 }
