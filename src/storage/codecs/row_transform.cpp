@@ -94,9 +94,11 @@ void InverseRow16Plain(const uint32_t* s, const uint16_t* p, uint16_t* x, size_t
     v = _mm_add_epi16(v, _mm_slli_si128(v, 2));
     v = _mm_add_epi16(v, _mm_slli_si128(v, 4));
     v = _mm_add_epi16(v, _mm_slli_si128(v, 8));
-    v = _mm_add_epi16(v, sum);
+    // The step's own total is spread from its last lane before the running
+    // sum comes in, so that only one add per step waits on the step before.
     const __m128i last = _mm_shufflehi_epi16(v, 0xFF);
-    sum = _mm_unpackhi_epi64(last, last);
+    v = _mm_add_epi16(v, sum);
+    sum = _mm_add_epi16(sum, _mm_unpackhi_epi64(last, last));
     const __m128i start = FollowPrevious ? _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i))
                                          : _mm_set1_epi16(int16_t(base));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(x + i), _mm_add_epi16(v, start));

@@ -95,8 +95,11 @@ CODEC_AVX512 void InverseRow16Avx512(const uint32_t* s, const uint16_t* p, uint1
   for (size_t i = 0; i < n; i += 16) {
     const __mmask16 mask = StepMask(n - i);
     const __m512i steps = Unzigzag(_mm512_maskz_loadu_epi32(mask, s + i));
-    const __m256i v = _mm256_add_epi16(PrefixSum16(_mm512_maskz_cvtepi32_epi16(AllLanes, steps)), sum);
-    sum = _mm256_permutexvar_epi16(lastLane, v);
+    // Only the last add waits on the step before: the step's own total is
+    // spread from its last lane beside it.
+    const __m256i local = PrefixSum16(_mm512_maskz_cvtepi32_epi16(AllLanes, steps));
+    const __m256i v = _mm256_add_epi16(local, sum);
+    sum = _mm256_add_epi16(sum, _mm256_permutexvar_epi16(lastLane, local));
     const __m256i start = followPrevious ? _mm256_maskz_loadu_epi16(mask, p + i) : base;
     _mm256_mask_storeu_epi16(x + i, mask, _mm256_add_epi16(v, start));
   }
