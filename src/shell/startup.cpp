@@ -13,6 +13,7 @@
 #include <tclap/CmdLine.h>
 
 #include "eval/hand_tables.h"
+#include "setup/avx512_forms.h"
 #include "setup/cards.h"
 #include "setup/failure.h"
 #include "storage/codecs/codec.h"
@@ -22,6 +23,7 @@
 #include "shell/script.h"
 #include "shell/shell_state.h"
 #include "shell/variables.h"
+#include "storage/codecs/row_transform.h"
 
 namespace {
 
@@ -111,6 +113,8 @@ void RunShell(int argc, char** argv) {
 
   // Tables, the thread team and the start time, before any command runs.
   InitHandTables();
+  // The row codecs can't see settings; they ask this at every row.
+  SetRowTransformWideTest([] { return UseAvx512(); });
   // One step above normal, for the thread that reads the client's commands;
   // without the privilege the thread keeps its priority.
   setpriority(PRIO_PROCESS, pid_t(syscall(SYS_gettid)), -1);

@@ -3,7 +3,8 @@
 // range codec, 1 the bit codec, 2 the stream codec.
 //
 // Input: a flags byte (bit 0: 16-bit rows; bit 1: pass the row read before
-// as the previous row), a row count (u16, little-endian, any value: counts
+// as the previous row; bit 2: the 512-bit row transform, where the
+// processor has it), a row count (u16, little-endian, any value: counts
 // above the ceiling must be refused), the number of rows (at most 16),
 // then 24 stream lengths (u16 each) and the streams' bytes, cut short where
 // the input ends. The id byte is the first byte of stream 0.
@@ -21,6 +22,7 @@
 
 #include "memory_streams.h"
 #include "storage/codecs/codec.h"
+#include "storage/codecs/row_transform.h"
 
 namespace {
 
@@ -92,6 +94,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     streams.bytes[s].assign(data + at, data + at + length);
     at += length;
   }
+  const bool wide = (flags & 4) && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
+  SetRowTransformWideTest(wide ? +[] { return true; } : nullptr);
   if (flags & 1)
     ReadRows<uint16_t>(streams, count, rowCount, flags & 2);
   else

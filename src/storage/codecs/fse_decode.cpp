@@ -98,11 +98,13 @@ class BitReader {
     return status;
   }
 
- private:
+  // Public for the fast loop of FseDecompress, which keeps them in registers.
   uint64_t container = 0;
   unsigned consumed = 0;
   const uint8_t* start = nullptr;
   const uint8_t* ptr = nullptr;
+
+ private:
   uint8_t shortCopy[8] = {};
 };
 
@@ -118,7 +120,6 @@ class DecodeState {
     return entry.symbol;
   }
 
- private:
   const DecodeEntry* table;
   uint32_t state;
 };
@@ -148,8 +149,39 @@ FseResult FseDecompress(void* dst, size_t dstCapacity, const void* src, size_t s
   DecodeState state2(table, tableLog, bits);
 
   // Fast part: while a refill still leaves 8 bytes of stream below it, four
-  // symbols can't run past the stream's start.
+  // symbols can't run past the stream's start. The reader's fields and the
+  // states live in locals here, so that nothing of the two chains of table
+  // lookups goes through memory; the loop below then goes on exactly where
+  // this one stops.
   size_t pos = 0;
+  {
+    uint64_t container = bits.container;
+    unsigned consumed = bits.consumed;
+    const uint8_t* ptr = bits.ptr;
+    const uint8_t* const fastEnd = bits.start + 8;
+    uint32_t s1 = state1.state, s2 = state2.state;
+    auto step = [&](uint32_t& state) {
+      const DecodeEntry entry = table[state];
+      state = entry.newState + uint32_t((container << (consumed & 63)) >> 1 >> ((63 - entry.nbBits) & 63));
+      consumed += entry.nbBits;
+      return entry.symbol;
+    };
+    while ((consumed <= 64) & (ptr >= fastEnd) & (pos + 3 < dstCapacity)) {
+      ptr -= consumed >> 3;
+      consumed &= 7;
+      std::memcpy(&container, ptr, 8);
+      out[pos] = step(s1);
+      out[pos + 1] = step(s2);
+      out[pos + 2] = step(s1);
+      out[pos + 3] = step(s2);
+      pos += 4;
+    }
+    bits.container = container;
+    bits.consumed = consumed;
+    bits.ptr = ptr;
+    state1.state = s1;
+    state2.state = s2;
+  }
   for (; (bits.Reload() == StreamStatus::unfinished) & (pos + 3 < dstCapacity); pos += 4) {
     out[pos] = state1.Decode(bits);
     out[pos + 1] = state2.Decode(bits);

@@ -17,6 +17,12 @@
 //
 // No function allocates: the caller supplies the symbol buffer, which the
 // codecs keep for the row size ceiling.
+//
+// The 16-bit forms have 512-bit twins, which the program runs when the
+// client allows them and the processor has them. This layer may not look at
+// settings or at the processor, so the program hands it the question as a
+// function, asked afresh at every row: a change of the setting mid-run is
+// then seen at the next row, as with the solver's other 512-bit loops.
 #pragma once
 
 #include <cstddef>
@@ -28,6 +34,12 @@ inline constexpr uint8_t RowModeLeftAndPrevious = 1;  // that step minus the pre
 
 inline uint32_t ZigzagEncode(int32_t d) { return (uint32_t(d) << 1) ^ uint32_t(d >> 31); }
 inline int32_t ZigzagDecode(uint32_t z) { return int32_t((z >> 1) ^ (0u - (z & 1))); }
+
+// Whether the 16-bit forms are to run on 512-bit registers. Null (the start
+// value) means never. Returns the test it replaces; meant for start-up and
+// tests, as every thread reads it without a lock.
+using RowTransformWideTest = bool (*)();
+RowTransformWideTest SetRowTransformWideTest(RowTransformWideTest test);
 
 // Fills symbols[0..count) and returns the row mode. previous may be null;
 // then the mode is RowModeLeft.

@@ -1,8 +1,10 @@
 #include "storage/codecs/stream_codec.h"
 
+#include <emmintrin.h>
 #include <tbb/scalable_allocator.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <new>
 
@@ -63,15 +65,9 @@ void StreamCodecWriter::Flush(StreamBuffer& buffer) {
   buffer.used = 0;
 }
 
-void StreamCodecWriter::PutSymbol(uint32_t symbol, uint32_t& context) {
-  const uint32_t v = symbol - 1;
-  if (v < Escape8) {
-    Put(FirstSymbolStream + context, uint8_t(v));
-    context = std::min(v, ContextCount - 1);
-    return;
-  }
+// The rare form: v = symbol - 1 of at least 255. The context becomes 15.
+void StreamCodecWriter::PutEscaped(uint32_t v, uint32_t context) {
   Put(FirstSymbolStream + context, uint8_t(Escape8));
-  context = ContextCount - 1;
   if (v < Escape16) {
     Put(EscapeStreamLow, uint8_t(v));
     Put(EscapeStreamHigh, uint8_t(v >> 8));
@@ -82,30 +78,49 @@ void StreamCodecWriter::PutSymbol(uint32_t symbol, uint32_t& context) {
   for (uint32_t i = 0; i < 4; ++i) Put(WideStream + i, uint8_t(v >> (8 * i)));
 }
 
+namespace {
+
+// Bit k set where s[k] is not zero, for a whole group of 8: two compares
+// and two packs, which SSE2 has on every x86-64.
+uint32_t NonZeroMap8(const uint32_t* s) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i low = _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)), zero);
+  const __m128i high = _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 4)), zero);
+  const __m128i bytes = _mm_packs_epi16(_mm_packs_epi32(low, high), zero);
+  return ~uint32_t(_mm_movemask_epi8(bytes)) & 0xFF;
+}
+
+}  // namespace
+
 void StreamCodecWriter::WriteSymbols(const uint32_t* symbols, size_t count, uint8_t mode) {
   Put(0, mode);
   uint32_t context = 0;  // lasts the row, and zeros leave it as it is
-  for (size_t group = 0; group < count; group += 8) {
-    const uint32_t* s = symbols + group;
-    const size_t n = std::min<size_t>(8, count - group);
-    // Most groups of a converged row are all zero: one OR over the group
-    // (vectorised for full groups) and one test pass over them.
-    uint32_t any = 0;
-    if (n == 8)
-      for (size_t k = 0; k < 8; ++k) any |= s[k];
-    else
-      for (size_t k = 0; k < n; ++k) any |= s[k];
-    if (any == 0) {
-      Put(1, 0);
-      continue;
+  // Most groups of a converged row are all zero and cost one map byte; in
+  // the others only the set bits of the map are visited. The common symbol
+  // is one byte, put inline, with the context in a register.
+  auto put = [&](uint32_t symbol) {
+    const uint32_t v = symbol - 1;
+    if (v < Escape8) [[likely]] {
+      Put(FirstSymbolStream + context, uint8_t(v));
+      context = std::min(v, ContextCount - 1);
+    } else {
+      PutEscaped(v, context);
+      context = ContextCount - 1;
     }
-    uint8_t map = 0;
-    for (size_t k = 0; k < n; ++k) {
-      if (s[k] == 0) continue;
-      map |= uint8_t(1u << k);
-      PutSymbol(s[k], context);
-    }
-    Put(1, map);
+  };
+  size_t group = 0;
+  for (; group + 8 <= count; group += 8) {
+    const uint32_t map = NonZeroMap8(symbols + group);
+    for (uint32_t bits = map; bits != 0; bits &= bits - 1)
+      put(symbols[group + std::countr_zero(bits)]);
+    Put(1, uint8_t(map));
+  }
+  if (group < count) {
+    uint32_t map = 0;
+    for (size_t k = 0; group + k < count; ++k) map |= uint32_t(symbols[group + k] != 0) << k;
+    for (uint32_t bits = map; bits != 0; bits &= bits - 1)
+      put(symbols[group + std::countr_zero(bits)]);
+    Put(1, uint8_t(map));
   }
 }
 
@@ -159,13 +174,12 @@ bool StreamCodecReader::RefuseCount() {
   return false;
 }
 
-uint32_t StreamCodecReader::GetSymbol(uint32_t& context) {
+// The rare forms of a non-zero symbol: its stream's block is used up, or
+// it escaped. The next context is min(symbol - 1, 15) either way, so the
+// caller keeps it.
+uint32_t StreamCodecReader::GetSymbol(uint32_t context) {
   const uint32_t byte = Get(FirstSymbolStream + context);
-  if (byte < Escape8) {
-    context = std::min(byte, ContextCount - 1);
-    return byte + 1;
-  }
-  context = ContextCount - 1;
+  if (byte < Escape8) return byte + 1;
   const uint32_t v16 = uint32_t(Get(EscapeStreamLow)) | uint32_t(Get(EscapeStreamHigh)) << 8;
   if (v16 < Escape16) return v16 + 1;
   uint32_t v = 0;
@@ -178,14 +192,56 @@ bool StreamCodecReader::DecodeSymbols(size_t count, bool hasPrevious, uint8_t& m
   mode = Get(0);
   // Only modes 0 and 1 are written, and mode 1 only with a previous row.
   if (mode > RowModeLeftAndPrevious || (mode == RowModeLeftAndPrevious && !hasPrevious)) return Fail();
+  // Each symbol's stream is chosen by the one before, so the chain from one
+  // symbol to the next is the decoder's speed. On it lie only the load of
+  // the stream's read pointer (an array of pointers, indexed without any
+  // arithmetic), the load of the byte and a minimum; the buffers learn
+  // their positions back at the row's end or before a slow read.
+  const uint8_t* next[ContextCount];
+  const uint8_t* end[ContextCount];
+  for (uint32_t c = 0; c < ContextCount; ++c) {
+    const StreamBuffer& buffer = buffers_[FirstSymbolStream + c];
+    next[c] = buffer.data + buffer.used;
+    end[c] = buffer.data + buffer.filled;
+  }
   uint32_t context = 0;
   for (size_t group = 0; group < count; group += 8) {
     const size_t n = std::min<size_t>(8, count - group);
-    const uint32_t map = Get(1);
+    uint32_t map = Get(1);
     // A bit past the row's end belongs to no value: no writer sets it.
-    if (map >> n) return Fail();
+    if (map >> n) {
+      Fail();
+      break;
+    }
+    // Zeros first, whole groups at once (symbols_ is padded to a multiple
+    // of 8), then only the set bits are visited: a test per symbol would
+    // mispredict on about every non-zero one.
     uint32_t* s = symbols_ + group;
-    for (size_t k = 0; k < n; ++k) s[k] = (map >> k & 1) ? GetSymbol(context) : 0;
+    std::memset(s, 0, 8 * sizeof(uint32_t));
+    for (; map != 0; map &= map - 1) {
+      const uint8_t* at = next[context];
+      uint32_t symbol, following;
+      if (at != end[context] && *at != Escape8) [[likely]] {
+        const uint32_t byte = *at;
+        next[context] = at + 1;
+        symbol = byte + 1;
+        following = std::min(byte, ContextCount - 1);  // from the byte: one step less on the chain
+      } else {
+        // A used-up block or an escape.
+        StreamBuffer& buffer = buffers_[FirstSymbolStream + context];
+        buffer.used = uint32_t(at - buffer.data);
+        symbol = GetSymbol(context);
+        next[context] = buffer.data + buffer.used;
+        end[context] = buffer.data + buffer.filled;
+        following = std::min(symbol - 1, ContextCount - 1);
+      }
+      s[std::countr_zero(map)] = symbol;
+      context = following;
+    }
+  }
+  for (uint32_t c = 0; c < ContextCount; ++c) {
+    StreamBuffer& buffer = buffers_[FirstSymbolStream + c];
+    buffer.used = uint32_t(next[c] - buffer.data);
   }
   return failure_ == CodecFailure::none;
 }

@@ -40,7 +40,8 @@
 
 inline constexpr uint32_t StreamBlockSize = 65536;
 
-struct StreamBuffer {
+// 32 bytes, so that finding a stream's buffer is one shift.
+struct alignas(32) StreamBuffer {
   uint32_t used = StreamBlockSize;    // writer: bytes held; reader: read position
   uint8_t* data = nullptr;            // StreamBlockSize bytes, 16-byte aligned
   uint32_t stream = 0;                // its index
@@ -62,7 +63,7 @@ class StreamCodecWriter final : public CodecWriter {
     buffer.data[buffer.used++] = byte;
     if (buffer.used == StreamBlockSize) Flush(buffer);
   }
-  void PutSymbol(uint32_t symbol, uint32_t& context);
+  void PutEscaped(uint32_t v, uint32_t context);  // out of line: the rare form
   void Flush(StreamBuffer& buffer);
 
   CodecOutput output_;
@@ -91,7 +92,7 @@ class StreamCodecReader final : public CodecReader {
     return buffer.data[buffer.used++];
   }
   bool Refill(StreamBuffer& buffer);
-  uint32_t GetSymbol(uint32_t& context);
+  uint32_t GetSymbol(uint32_t context);  // out of line: the slow forms
   // Decodes a row's symbols into symbols_; returns its mode, or fails.
   bool DecodeSymbols(size_t count, bool hasPrevious, uint8_t& mode);
   bool Fail();
@@ -102,5 +103,5 @@ class StreamCodecReader final : public CodecReader {
   void* context_;
   uint8_t* memory_;
   uint8_t* scratch_;
-  uint32_t symbols_[MaxRowCount];
+  uint32_t symbols_[(MaxRowCount + 7) / 8 * 8];  // whole groups of 8
 };
