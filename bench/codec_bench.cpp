@@ -20,6 +20,7 @@
 #include "storage/codecs/packed_row.h"
 #include "storage/codecs/row_transform.h"
 #include "memory_streams.h"
+#include "regret_rows.h"
 
 namespace {
 
@@ -138,8 +139,9 @@ BENCHMARK(BM_PackedRow16Unpack);
 // some noise on a quarter of them, so that the step against the previous
 // row is often the better prediction. Speeds are of raw 16-bit row bytes;
 // "share" is coded bytes over raw, "previousMode" the share of rows coded
-// against the previous row, "nonZero" the share of non-zero symbols. The argument 1 runs the row transform's 512-bit
-// forms, where the processor has them.
+// against the previous row, "nonZero" the share of non-zero symbols. The
+// argument 1 runs the row transform's 512-bit forms, where the processor
+// has them.
 namespace {
 
 // The program's selector would also ask the client's setting; here the
@@ -156,18 +158,7 @@ bool SelectWideForms(benchmark::State& state) {
 
 constexpr size_t BenchHands = 1000, BenchRows = 256;
 
-std::vector<std::vector<uint16_t>> RegretLikeRows() {
-  std::mt19937 rng(2);
-  std::vector<std::vector<uint16_t>> rows(BenchRows, std::vector<uint16_t>(BenchHands));
-  for (size_t i = 0; i < BenchHands; ++i)
-    rows[0][i] = uint16_t(std::max(0, int(40 * (int(i) - 300)) + int(rng() % 4)));
-  for (size_t r = 1; r < BenchRows; ++r)
-    for (size_t i = 0; i < BenchHands; ++i) {
-      const int change = 3 * (int((i / 50 + r) % 3) - 1) + (rng() % 4 == 0 ? int(rng() % 5) - 2 : 0);
-      rows[r][i] = uint16_t(std::clamp(int(rows[r - 1][i]) + change, 0, 65535));
-    }
-  return rows;
-}
+std::vector<std::vector<uint16_t>> RegretLikeRows() { return ChainedRegretRows(BenchRows, BenchHands); }
 
 void WriteAll(MemoryStreams& streams, const std::vector<std::vector<uint16_t>>& rows) {
   auto writer = streams.Writer();
