@@ -115,7 +115,7 @@ void StreamArena::Save(TreeWriter& out) const {
 
 bool StreamArena::Load(TreeReader& in) {
   if (writer || reader) FatalError();
-  int32_t filePeak[CodecStreamCount], fileUsed[CodecStreamCount];
+  int32_t filePeak[CodecStreamCount] = {}, fileUsed[CodecStreamCount] = {};
   int64_t fileReserved = 0, fileSize = 0;
   for (uint32_t s = 0; s < CodecStreamCount; ++s) {
     in.ReadValue(filePeak[s]);
@@ -127,8 +127,9 @@ bool StreamArena::Load(TreeReader& in) {
   // file and fit this arena; the file's own reservation was another
   // build's bound and says nothing about this one.
   int64_t total = 0;
-  for (int32_t n : fileUsed) total += n < 0 ? int64_t(1) << 62 : n;
-  const bool fits = !in.Failed() && fileSize >= 0 && total == fileSize && fileSize <= reserved &&
+  bool negative = false;
+  for (int32_t n : fileUsed) negative |= n < 0, total += n;
+  const bool fits = !in.Failed() && !negative && fileSize >= 0 && total == fileSize && fileSize <= reserved &&
                     uint64_t(fileSize) <= in.Remaining();
   std::fill(std::begin(peak), std::end(peak), 0);
   std::fill(std::begin(used), std::end(used), 0);
