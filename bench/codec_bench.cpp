@@ -158,53 +158,56 @@ bool SelectWideForms(benchmark::State& state) {
 
 constexpr size_t BenchHands = 1000, BenchRows = 256;
 
-std::vector<std::vector<uint16_t>> RegretLikeRows() { return ChainedRegretRows(BenchRows, BenchHands); }
+std::vector<std::vector<uint16_t>> RegretLikeRows() { return GeneratedRegretRows(BenchRows, BenchHands).rows; }
 
-void WriteAll(MemoryStreams& streams, const std::vector<std::vector<uint16_t>>& rows) {
+void WriteAll(MemoryStreams& streams, const BenchRows16& set) {
   auto writer = streams.Writer();
-  for (size_t r = 0; r < rows.size(); ++r)
-    WriteRow16(*writer, rows[r].data(), r ? rows[r - 1].data() : nullptr, BenchHands);
+  for (size_t r = 0; r < set.rows.size(); ++r) WriteRow16(*writer, set.rows[r].data(), set.Previous(r), set.rows[r].size());
 }
 
+// Arguments: the 512-bit forms, and the real rows instead of generated ones.
 void BM_StreamCodecEncode(benchmark::State& state) {
   if (!SelectWideForms(state)) return;
-  const auto rows = RegretLikeRows();
+  const BenchRows16 set = BenchRowSet(state.range(1));
+  if (set.rows.empty()) return state.SkipWithError("no river row sample");
   size_t coded = 0;
   for (auto _ : state) {
     MemoryStreams streams;
-    WriteAll(streams, rows);
+    WriteAll(streams, set);
     coded = streams.Size();
   }
-  const size_t raw = BenchRows * BenchHands * sizeof(uint16_t);
+  const size_t raw = set.Values() * sizeof(uint16_t);
   state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(raw));
   state.counters["share"] = double(coded) / double(raw);
-  std::vector<uint32_t> symbols(BenchHands);
+  std::vector<uint32_t> symbols(MaxRowCount);
   size_t previousMode = 0, nonZero = 0;
-  for (size_t r = 0; r < BenchRows; ++r) {
-    previousMode += TransformRow16(rows[r].data(), r ? rows[r - 1].data() : nullptr, symbols.data(), BenchHands);
-    nonZero += BenchHands - size_t(std::count(symbols.begin(), symbols.end(), 0u));
+  for (size_t r = 0; r < set.rows.size(); ++r) {
+    const size_t n = set.rows[r].size();
+    previousMode += TransformRow16(set.rows[r].data(), set.Previous(r), symbols.data(), n);
+    nonZero += n - size_t(std::count(symbols.begin(), symbols.begin() + ptrdiff_t(n), 0u));
   }
-  state.counters["previousMode"] = double(previousMode) / double(BenchRows);
-  state.counters["nonZero"] = double(nonZero) / double(BenchRows * BenchHands);
+  state.counters["previousMode"] = double(previousMode) / double(set.rows.size());
+  state.counters["nonZero"] = double(nonZero) / double(set.Values());
 }
-BENCHMARK(BM_StreamCodecEncode)->Arg(0)->Arg(1);
+BENCHMARK(BM_StreamCodecEncode)->ArgNames({"wide", "real"})->ArgsProduct({{0, 1}, {0, 1}});
 
 void BM_StreamCodecDecode(benchmark::State& state) {
   if (!SelectWideForms(state)) return;
-  const auto rows = RegretLikeRows();
+  const BenchRows16 set = BenchRowSet(state.range(1));
+  if (set.rows.empty()) return state.SkipWithError("no river row sample");
   MemoryStreams streams;
-  WriteAll(streams, rows);
-  std::vector<std::vector<uint16_t>> back(BenchRows, std::vector<uint16_t>(BenchHands));
+  WriteAll(streams, set);
+  BenchRows16 back = set;
   for (auto _ : state) {
     auto reader = streams.Reader();
-    for (size_t r = 0; r < BenchRows; ++r)
-      ReadRow16(*reader, back[r].data(), r ? back[r - 1].data() : nullptr, BenchHands);
-    benchmark::DoNotOptimize(back.data());
+    for (size_t r = 0; r < back.rows.size(); ++r)
+      ReadRow16(*reader, back.rows[r].data(), back.Previous(r), back.rows[r].size());
+    benchmark::DoNotOptimize(back.rows.data());
   }
-  if (back != rows) state.SkipWithError("decoded rows differ");
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(BenchRows * BenchHands * sizeof(uint16_t)));
+  if (back.rows != set.rows) state.SkipWithError("decoded rows differ");
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.Values() * sizeof(uint16_t)));
 }
-BENCHMARK(BM_StreamCodecDecode)->Arg(0)->Arg(1);
+BENCHMARK(BM_StreamCodecDecode)->ArgNames({"wide", "real"})->ArgsProduct({{0, 1}, {0, 1}});
 
 }  // namespace
 
