@@ -30,37 +30,31 @@ uint8_t* PackedArena::Room(size_t bytes) {
 }
 
 void PackedArena::WriteRow32(const uint32_t* row, const uint32_t*, size_t count) {
-  if (count > MaxRowCount) ReportCodecFailure(CodecFailure::countTooLarge);
-  if (count > MaxRowCount) return;
-  position += int32_t(PackRow32(row, count, Room(PackedRow32Bound(count))));
+  WriteRowOf(row, count, PackRow32, PackedRow32Bound(count));
 }
 
 void PackedArena::WriteRow16(const uint16_t* row, const uint16_t*, size_t count) {
-  if (count > MaxRowCount) ReportCodecFailure(CodecFailure::countTooLarge);
-  if (count > MaxRowCount) return;
-  position += int32_t(PackRow16(row, count, Room(PackedRow16Bound(count))));
+  WriteRowOf(row, count, PackRow16, PackedRow16Bound(count));
+}
+
+bool PackedArena::ReadRow32(uint32_t* row, const uint32_t*, size_t count) { return ReadRowOf(row, count, UnpackRow32); }
+
+bool PackedArena::ReadRow16(uint16_t* row, const uint16_t*, size_t count) { return ReadRowOf(row, count, UnpackRow16); }
+
+template <class Value, class Pack>
+void PackedArena::WriteRowOf(const Value* row, size_t count, Pack pack, size_t room) {
+  if (count > MaxRowCount) return ReportCodecFailure(CodecFailure::countTooLarge);
+  position += int32_t(pack(row, count, Room(room)));
 }
 
 // A damaged row is reported as the codecs report damage; the rest of the
 // block is then not read.
-bool PackedArena::ReadRow32(uint32_t* row, const uint32_t*, size_t count) {
+template <class Value, class Unpack>
+bool PackedArena::ReadRowOf(Value* row, size_t count, Unpack unpack) {
   count = std::min(count, MaxRowCount);
-  const PackedRowResult r = UnpackRow32(base + position, size_t(size - position), row, count);
+  const PackedRowResult r = unpack(base + position, size_t(size - position), row, count);
   if (r.IsError()) {
-    std::fill_n(row, count, 0u);
-    position = int32_t(size);
-    if (count) ReportCodecFailure(CodecFailure::damagedData);
-    return false;
-  }
-  position += int32_t(r.size);
-  return true;
-}
-
-bool PackedArena::ReadRow16(uint16_t* row, const uint16_t*, size_t count) {
-  count = std::min(count, MaxRowCount);
-  const PackedRowResult r = UnpackRow16(base + position, size_t(size - position), row, count);
-  if (r.IsError()) {
-    std::fill_n(row, count, uint16_t(0));
+    std::fill_n(row, count, Value(0));
     position = int32_t(size);
     if (count) ReportCodecFailure(CodecFailure::damagedData);
     return false;

@@ -41,6 +41,10 @@ class PackedArena final : public MemoryArena {
 
  private:
   uint8_t* Room(size_t bytes);
+  template <class Value, class Pack>
+  void WriteRowOf(const Value* row, size_t count, Pack pack, size_t room);
+  template <class Value, class Unpack>
+  bool ReadRowOf(Value* row, size_t count, Unpack unpack);
 
   int32_t writeLimit = 0;  // bytes committed ahead for writing; 0: no block
   int32_t position = 0;    // the byte reached by writing or reading

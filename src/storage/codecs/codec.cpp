@@ -58,36 +58,43 @@ std::unique_ptr<CodecReader> CreateReader(CodecInput input, void* context) {
 
 // The symbols of one row live on the stack (5 KB): no allocation per row,
 // and nothing shared between the threads that write at once.
-void WriteRow32(CodecWriter& writer, const uint32_t* row, const uint32_t* previous, size_t count) {
+namespace {
+
+// The row functions differ only in the element and its transform or
+// reader operation.
+template <class Value, class Transform>
+void WriteRowOf(CodecWriter& writer, const Value* row, const Value* previous, size_t count, Transform transform) {
   if (count > MaxRowCount) return ReportCodecFailure(CodecFailure::countTooLarge);
   uint32_t symbols[MaxRowCount];
-  const uint8_t mode = TransformRow32(row, previous, symbols, count);
+  const uint8_t mode = transform(row, previous, symbols, count);
   writer.WriteSymbols(symbols, count, mode);
+}
+
+template <class Read>
+bool ReadRowOf(CodecReader& reader, size_t count, Read read) {
+  if (count > MaxRowCount) {
+    ReportCodecFailure(CodecFailure::countTooLarge);
+    return false;
+  }
+  const bool valid = read();
+  if (reader.Failure() != CodecFailure::none) ReportCodecFailure(reader.Failure());
+  return valid;
+}
+
+}  // namespace
+
+void WriteRow32(CodecWriter& writer, const uint32_t* row, const uint32_t* previous, size_t count) {
+  WriteRowOf(writer, row, previous, count, TransformRow32);
 }
 
 void WriteRow16(CodecWriter& writer, const uint16_t* row, const uint16_t* previous, size_t count) {
-  if (count > MaxRowCount) return ReportCodecFailure(CodecFailure::countTooLarge);
-  uint32_t symbols[MaxRowCount];
-  const uint8_t mode = TransformRow16(row, previous, symbols, count);
-  writer.WriteSymbols(symbols, count, mode);
+  WriteRowOf(writer, row, previous, count, TransformRow16);
 }
 
 bool ReadRow32(CodecReader& reader, uint32_t* row, const uint32_t* previous, size_t count) {
-  if (count > MaxRowCount) {
-    ReportCodecFailure(CodecFailure::countTooLarge);
-    return false;
-  }
-  const bool valid = reader.ReadRow32(row, previous, count);
-  if (reader.Failure() != CodecFailure::none) ReportCodecFailure(reader.Failure());
-  return valid;
+  return ReadRowOf(reader, count, [&] { return reader.ReadRow32(row, previous, count); });
 }
 
 bool ReadRow16(CodecReader& reader, uint16_t* row, const uint16_t* previous, size_t count) {
-  if (count > MaxRowCount) {
-    ReportCodecFailure(CodecFailure::countTooLarge);
-    return false;
-  }
-  const bool valid = reader.ReadRow16(row, previous, count);
-  if (reader.Failure() != CodecFailure::none) ReportCodecFailure(reader.Failure());
-  return valid;
+  return ReadRowOf(reader, count, [&] { return reader.ReadRow16(row, previous, count); });
 }

@@ -202,22 +202,31 @@ uint8_t* PackRest32(const uint32_t* row, size_t k, uint8_t* out) {
   return out;
 }
 
-template <unsigned Wide>
-size_t PackRow32Of(const uint32_t* row, size_t count, uint8_t* out) {
+// Every row form packs alike: groups of 32 values, a control byte of four
+// 2-bit classes before their payloads, then runs and a final part that each
+// carry a whole control byte.
+// The chunk and rest packers are template arguments, so that they inline.
+template <auto chunk, auto rest, class Value>
+size_t PackRowOf(const Value* row, size_t count, uint8_t* out, const unsigned (&payload)[4]) {
   uint8_t* const start = out;
   size_t i = 0;
   for (; i + 32 <= count; i += 32) {
     uint8_t* control = out++;
     unsigned classes = 0;
     for (unsigned k = 0; k < 4; ++k) {
-      const unsigned cls = PackChunk32<Wide>(row + i + 8 * k, out);
+      const unsigned cls = chunk(row + i + 8 * k, out);
       classes |= cls << 2 * k;
-      out += Payload32<Wide>[cls];
+      out += payload[cls];
     }
     *control = uint8_t(classes);
   }
-  for (; i < count; i += 8) out = PackRest32<Wide>(row + i, count - i < 8 ? count - i : 8, out);
+  for (; i < count; i += 8) out = rest(row + i, count - i < 8 ? count - i : 8, out);
   return size_t(out - start);
+}
+
+template <unsigned Wide>
+size_t PackRow32Of(const uint32_t* row, size_t count, uint8_t* out) {
+  return PackRowOf<PackChunk32<Wide>, PackRest32<Wide>>(row, count, out, Payload32<Wide>);
 }
 
 // The groups of 32 values of a row: a control byte of four 2-bit classes,
@@ -280,20 +289,7 @@ PackedRowResult UnpackRow32Of(const uint8_t* in, size_t inSize, uint32_t* row, s
 }  // namespace
 
 size_t PackRow16(const uint16_t* row, size_t count, uint8_t* out) {
-  uint8_t* const start = out;
-  size_t i = 0;
-  for (; i + 32 <= count; i += 32) {
-    uint8_t* control = out++;
-    unsigned classes = 0;
-    for (unsigned k = 0; k < 4; ++k) {
-      const unsigned cls = PackChunk16(row + i + 8 * k, out);
-      classes |= cls << 2 * k;
-      out += Payload16[cls];
-    }
-    *control = uint8_t(classes);
-  }
-  for (; i < count; i += 8) out = PackRest16(row + i, count - i < 8 ? count - i : 8, out);
-  return size_t(out - start);
+  return PackRowOf<PackChunk16, PackRest16>(row, count, out, Payload16);
 }
 
 PackedRowResult UnpackRow16(const uint8_t* in, size_t inSize, uint16_t* row, size_t count) {
