@@ -11,6 +11,8 @@
 #include "eval/runout_counts.h"
 #include "solver/jobs.h"
 #include "solver/node_query.h"
+#include "solver/river_chains.h"
+#include "solver/strategy_rules.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
@@ -74,16 +76,6 @@ void DealByJobs(TraversalFrame& f, ChanceRecord* record, float factor) {
   StoreValues(f, record);
 }
 
-// Calls fn on the stores of every decision node from a first river node
-// down.
-template <class Fn>
-void ForRiverStores(SolverContext& context, TreeNode& node, Fn fn) {
-  if (node.kind != DecisionNode) return;
-  if (node.store0) fn(*node.store0, false);
-  if (node.store1) fn(*node.store1, true);
-  for (int32_t child : node.children) ForRiverStores(context, context.nodes[size_t(child)], fn);
-}
-
 }  // namespace
 
 float RiverFactor() { return 1.0f / float(RiverCardCount()); }
@@ -107,12 +99,16 @@ void RiverChanceInline(TraversalFrame& f) {
   vecops::SetNull(f.valueB, hands);
   if (!f.reachA.data && !f.reachB.data) return;
 
-  // Compressed river rows are unpacked for this turn while its rivers run.
+  // Compressed river rows are decoded for this turn while its rivers run:
+  // every regret row, and the strategy sums where this pass reads or adds
+  // them. An update pass adds the sums of the player who isn't updating.
   const bool update = pass.mode == TraversalMode::Update;
-  const bool sumsTouched = context.averaging != 0 && pass.riverStrategy && (context.averageRiverNow || !update);
-  ForRiverStores(context, *f.node, [&](StrategyStore& store, bool sums) {
-    if (!sums || sumsTouched) store.OpenGroup(nullptr, f.turn, store.EntryCount(f.turn));
-  });
+  const int traverser = pass.traverser;
+  const bool sumsTouched = !AverageIsCurrent(context, pass, *f.node) && (!update || context.averageRiverNow);
+  const RiverChainSet regrets{false, -1};
+  const RiverChainSet sums{true, update ? traverser ^ 1 : -1};
+  OpenRiverChains(context, *f.node, f.turn, regrets);
+  if (sumsTouched) OpenRiverChains(context, *f.node, f.turn, sums);
 
   vecops::Zero(f.valueA, hands);
   if (evaluate) vecops::Zero(f.valueB, hands);
@@ -132,9 +128,12 @@ void RiverChanceInline(TraversalFrame& f) {
     }
   }
 
-  ForRiverStores(context, *f.node, [&](StrategyStore& store, bool sums) {
-    if (!sums || sumsTouched) store.CloseGroup(nullptr, f.turn, update);
-  });
+  // Only what the pass changed is encoded again: the updating player's
+  // regrets and the other player's sums.
+  const bool writeRegrets[2] = {update && traverser == 0, update && traverser == 1};
+  const bool writeSums[2] = {update && traverser == 1, update && traverser == 0};
+  CloseRiverChains(context, *f.node, f.turn, regrets, writeRegrets);
+  if (sumsTouched) CloseRiverChains(context, *f.node, f.turn, sums, writeSums);
   vecops::Scale(f.valueA, RiverFactor());
   vecops::Scale(f.valueB, RiverFactor());
 }

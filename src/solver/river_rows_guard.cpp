@@ -1,8 +1,7 @@
 #include "solver/river_rows_guard.h"
 
-#include "storage/strategy_store.h"
+#include "solver/river_chains.h"
 #include "tree/solver_context.h"
-#include "tree/tree_walk.h"
 
 RiverRowsGuard::RiverRowsGuard(SolverContext& context, TreeNode& node, int turn) : context_(context), turn_(turn) {
   if (node.street != 3 || turn < 0) return;
@@ -14,20 +13,20 @@ RiverRowsGuard::RiverRowsGuard(SolverContext& context, TreeNode& node, int turn)
     mutex_ = &turnTop->dealMutexes[size_t(turn)];
     mutex_->lock();
   }
-  // Every river row below the turn's deal is in the subtree of the first
-  // river node.
+  // The rows of this line's rivers are those of the subtree of its first
+  // river node; other lines of the turn have blocks of their own.
   riverTop_ = &node;
   while (riverTop_->parent >= 0 && context.nodes[size_t(riverTop_->parent)].street == 3)
     riverTop_ = &context.nodes[size_t(riverTop_->parent)];
-  ForSubtreeStores(context, *riverTop_,
-                   [turn](StrategyStore& store) { store.OpenGroup(nullptr, turn, store.EntryCount(turn)); });
+  OpenRiverChains(context, *riverTop_, turn, {false, -1});
+  OpenRiverChains(context, *riverTop_, turn, {true, -1});
 }
 
 void RiverRowsGuard::Close(bool write) {
   if (riverTop_) {
-    const int turn = turn_;
-    ForSubtreeStores(context_, *riverTop_,
-                     [turn, write](StrategyStore& store) { store.CloseGroup(nullptr, turn, write); });
+    const bool writes[2] = {write, write};
+    CloseRiverChains(context_, *riverTop_, turn_, {false, -1}, writes);
+    CloseRiverChains(context_, *riverTop_, turn_, {true, -1}, writes);
     riverTop_ = nullptr;
   }
   if (mutex_) mutex_->unlock();

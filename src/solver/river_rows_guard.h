@@ -1,12 +1,12 @@
 // RiverRowsGuard: the river rows of one dealt turn, readable and writable
 // outside a pass.
 //
-// A flop tree's river stores keep their rows per turn and may hold them
-// packed; a pass unpacks a turn's rows when it deals that turn and packs
-// them again when it leaves. A command that reads or writes river rows
-// outside a pass (a query, a lock, a written strategy) does the same here,
-// and nowhere else, so that the day rows are packed for real every such
-// reader finds them unpacked. The guard also holds the turn's deal mutex,
+// A flop tree's river stores may keep their rows in compressed blocks; a
+// pass decodes a turn's rows when it deals that turn and encodes them
+// again when it leaves. A command that reads or writes river rows outside
+// a pass (a query, a lock, a written strategy) does the same here, and
+// nowhere else: both stores of every node of the river subtree are open
+// while the guard lives. The guard also holds the turn's deal mutex,
 // second in the lock order of solver_locks.h: the caller holds the pass
 // mutex already, and on a tree without deal mutexes (a river tree) that
 // pass mutex is the only guard there is.

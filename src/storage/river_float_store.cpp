@@ -8,7 +8,7 @@
 
 void RiverFloatStore::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {
   const int32_t hands = HandCount(group, sub);
-  if (!buffer) {
+  if (!HasRows(group)) {
     FillDefaultRows(out, Actions(), hands, defaultRow);
     return;
   }
@@ -21,30 +21,30 @@ void RiverFloatStore::GetStrategy(FloatVec* out, int group, int sub, const float
     many.resize(size_t(Actions()));
     rows = many.data();
   }
-  for (int a = 0; a < Actions(); ++a) rows[a] = Row<float>(entry, a);
+  for (int a = 0; a < Actions(); ++a) rows[a] = Row<float>(group, entry, a);
   MatchFloatRows(rows, out, Actions(), hands, defaultRow);
 }
 
 void RiverFloatStore::SetRow(int group, int sub, int action, const float* row) {
-  if (!buffer) return;
+  if (!HasRows(group)) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
-  std::memcpy(Row<float>(entry, action), row, size_t(HandCount(group, sub)) * sizeof(float));
+  std::memcpy(Row<float>(group, entry, action), row, size_t(HandCount(group, sub)) * sizeof(float));
 }
 
 void RiverFloatStore::UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
                                     const TieGroups* tieGroups, double weight, int32_t iteration) {
-  if (!buffer) return;
+  if (!HasRows(group)) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
   const int32_t hands = HandCount(group, sub);
   const uint8_t* mask = locks[size_t(entry)].handMask.get();
   for (int a = 0; a < Actions(); ++a)
-    FloatRegretUpdate(Row<float>(entry, a), values[a].data, baseline.data, mask, hands);
+    FloatRegretUpdate(Row<float>(group, entry, a), values[a].data, baseline.data, mask, hands);
 }
 
 void RiverFloatStore::AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) {
-  if (!(weight > 0.0) || !buffer) return;
+  if (!(weight > 0.0) || !HasRows(group)) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
   const int32_t hands = HandCount(group, sub);
@@ -52,6 +52,6 @@ void RiverFloatStore::AccumulateStrategy(int group, int sub, const FloatVec* val
   const float w = float(weight);
   for (int a = 0; a < Actions(); ++a) {
     if (!values[a].data) continue;
-    FloatAccumulate(Row<float>(entry, a), values[a].data, w, mask, hands);
+    FloatAccumulate(Row<float>(group, entry, a), values[a].data, w, mask, hands);
   }
 }

@@ -60,7 +60,7 @@ uint16_t* RiverShiftSumStore::Row(int group, int32_t entry, int action) const {
 void RiverShiftSumStore::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {
   const int32_t hands = HandCount(group, sub);
   const int actions = Actions();
-  if (!block) {
+  if (!groupBuffers[size_t(group)]) {
     FillDefaultRows(out, actions, hands, defaultRow);
     return;
   }
@@ -79,7 +79,7 @@ void RiverShiftSumStore::GetStrategy(FloatVec* out, int group, int sub, const fl
 }
 
 void RiverShiftSumStore::SetRow(int group, int sub, int action, const float* row) {
-  if (!block) return;
+  if (!groupBuffers[size_t(group)]) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
   uint16_t* target = Row(group, entry, action);
@@ -92,7 +92,7 @@ void RiverShiftSumStore::SetRow(int group, int sub, int action, const float* row
 }
 
 void RiverShiftSumStore::AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) {
-  if (!(weight > 0.0) || !block) return;
+  if (!(weight > 0.0) || !groupBuffers[size_t(group)]) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
   const int32_t hands = HandCount(group, sub);

@@ -7,7 +7,9 @@
 // would pass `limit` the row gives up its lowest bit. Only ratios between
 // the rows of one entry are read, which is why rows may differ in shift.
 // The block is one allocation, each group's part padded to 128 bytes so
-// that threads on different turns never share a cache line.
+// that threads on different turns never share a cache line. A store
+// without a block works on group buffers lent to it one at a time (the
+// compressed store's working rows); a null entry is a group with no rows.
 #pragma once
 
 #include <vector>

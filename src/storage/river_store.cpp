@@ -21,7 +21,8 @@ int64_t RiverStore::EntryCount(int group) const {
 
 LockRecord* RiverStore::GetLockRecord(int group, int sub) { return &locks[size_t(layout->EntryIndex(group, sub))]; }
 
-RiverRowStore::RiverRowStore(const RiverLayout* layout) : RiverStore(layout), touched(size_t(layout->groupCount)) {}
+RiverRowStore::RiverRowStore(const RiverLayout* layout)
+    : RiverStore(layout), touched(size_t(layout->groupCount)), groupRows(size_t(layout->groupCount), nullptr) {}
 
 RiverRowStore::~RiverRowStore() { Release(); }
 
@@ -30,20 +31,23 @@ bool RiverRowStore::Allocate() {
   if (buffer) return true;
   size_t bytes = size_t(layout->paddedElements) * size_t(ElementBytes());
   buffer = scalable_aligned_malloc(bytes > 0 ? bytes : 1, 128);
-  return buffer != nullptr;
+  if (!buffer) return false;
+  for (size_t g = 0; g < groupRows.size(); ++g)
+    groupRows[g] = static_cast<uint8_t*>(buffer) + size_t(layout->groupSpans[g].offset) * size_t(ElementBytes());
+  return true;
 }
 
 void RiverRowStore::Release() {
-  if (buffer) scalable_aligned_free(buffer);
+  if (!buffer) return;
+  scalable_aligned_free(buffer);
   buffer = nullptr;
+  std::fill(groupRows.begin(), groupRows.end(), nullptr);
 }
 
 void RiverRowStore::TouchGroup(int group) {
   if (!buffer) return;
   touched.Touch(size_t(group), [&] {
     const RiverLayout::Span& span = layout->groupSpans[size_t(group)];
-    // The span starts where the group's first entry does.
-    std::memset(static_cast<uint8_t*>(buffer) + size_t(span.offset) * size_t(ElementBytes()), 0,
-                size_t(span.elements) * size_t(ElementBytes()));
+    std::memset(groupRows[size_t(group)], 0, size_t(span.elements) * size_t(ElementBytes()));
   });
 }

@@ -7,7 +7,10 @@
 //
 // RiverRowStore keeps all rows in one buffer, 128-byte aligned, taken at
 // Allocate but cleared group by group on first touch (GroupTouch says why
-// the first touch is an atomic claim).
+// the first touch is an atomic claim). Rows are found through a base per
+// group, so that a store without a buffer can work on rows lent to it one
+// group at a time: the compressed store decodes a dealt turn's rows into a
+// working buffer and lends it for the visit.
 #pragma once
 
 #include <vector>
@@ -54,14 +57,25 @@ class RiverRowStore : public RiverStore {
   // number of threads may call it at once.
   void TouchGroup(int group);
   virtual int32_t ElementBytes() const = 0;
+  // Rows of one group kept by someone else (a store without its own
+  // buffer): they are read and written in place until LendGroup(group,
+  // nullptr). rows holds the group's span, offsets taken from its start.
+  void LendGroup(int group, void* rows) { groupRows[size_t(group)] = static_cast<uint8_t*>(rows); }
+  bool HasRows(int group) const { return groupRows[size_t(group)] != nullptr; }
 
   void* buffer = nullptr;
   GroupTouch touched;
 
  protected:
   template <class T>
-  T* Row(int32_t entry, int action) const {
+  T* Row(int group, int32_t entry, int action) const {
     const RiverLayout::Entry& e = layout->entries[size_t(entry)];
-    return static_cast<T*>(buffer) + e.offset + int64_t(action) * RiverLayout::Stride(e.hands);
+    const int64_t inGroup = int64_t(e.offset) - layout->groupSpans[size_t(group)].offset;
+    return reinterpret_cast<T*>(groupRows[size_t(group)]) + inGroup + int64_t(action) * RiverLayout::Stride(e.hands);
   }
+  // Rows there to read: lent, or in the buffer and cleared.
+  bool Readable(int group) const { return HasRows(group) && (!buffer || touched.IsTouched(size_t(group))); }
+
+ private:
+  std::vector<uint8_t*> groupRows;  // null: the group has no rows
 };

@@ -19,7 +19,7 @@ bool RiverU16Store::Allocate() {
 void RiverU16Store::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {
   const int32_t hands = HandCount(group, sub);
   const int actions = Actions();
-  if (!buffer) {
+  if (!HasRows(group)) {
     FillDefaultRows(out, actions, hands, defaultRow);
     return;
   }
@@ -27,15 +27,15 @@ void RiverU16Store::GetStrategy(FloatVec* out, int group, int sub, const float* 
   const int32_t entry = layout->EntryIndex(group, sub);
   for (int a = 0; a < actions; ++a) ResizeVector(out[a], hands);
   if (actions == 2) {
-    U16Match2(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), out[0].data, out[1].data, hands, defaultRow);
+    U16Match2(Row<uint16_t>(group, entry, 0), Row<uint16_t>(group, entry, 1), out[0].data, out[1].data, hands, defaultRow);
   } else if (actions == 3) {
-    U16Match3(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), Row<uint16_t>(entry, 2), out[0].data,
+    U16Match3(Row<uint16_t>(group, entry, 0), Row<uint16_t>(group, entry, 1), Row<uint16_t>(group, entry, 2), out[0].data,
               out[1].data, out[2].data, hands, defaultRow);
   } else {
     std::vector<const uint16_t*> rows(static_cast<size_t>(actions));
     std::vector<float*> outRows(static_cast<size_t>(actions));
     for (int a = 0; a < actions; ++a) {
-      rows[size_t(a)] = Row<uint16_t>(entry, a);
+      rows[size_t(a)] = Row<uint16_t>(group, entry, a);
       outRows[size_t(a)] = out[a].data;
     }
     U16MatchN(rows.data(), nullptr, outRows.data(), actions, hands, defaultRow);
@@ -45,7 +45,7 @@ void RiverU16Store::GetStrategy(FloatVec* out, int group, int sub, const float* 
 bool RiverU16Store::GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub,
                                           const float* defaultRow) {
   const int actions = Actions();
-  if (!buffer || (actions != 2 && actions != 3)) return false;
+  if (!HasRows(group) || (actions != 2 && actions != 3)) return false;
   TouchGroup(group);
   const int32_t hands = HandCount(group, sub);
   if (!reach.data) {
@@ -58,20 +58,20 @@ bool RiverU16Store::GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, 
   const int32_t entry = layout->EntryIndex(group, sub);
   for (int a = 0; a < actions; ++a) ResizeVector(out[a], hands);
   if (actions == 2)
-    U16TimesReach2(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), reach.data, out[0].data, out[1].data, hands,
+    U16TimesReach2(Row<uint16_t>(group, entry, 0), Row<uint16_t>(group, entry, 1), reach.data, out[0].data, out[1].data, hands,
                    defaultRow);
   else
-    U16TimesReach3(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), Row<uint16_t>(entry, 2), reach.data,
+    U16TimesReach3(Row<uint16_t>(group, entry, 0), Row<uint16_t>(group, entry, 1), Row<uint16_t>(group, entry, 2), reach.data,
                    out[0].data, out[1].data, out[2].data, hands, defaultRow);
   for (int a = 0; a < actions; ++a) ReleaseIfZero(out[a]);
   return true;
 }
 
 void RiverU16Store::SetRow(int group, int sub, int action, const float* row) {
-  if (!buffer) return;
+  if (!HasRows(group)) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
-  uint16_t* target = Row<uint16_t>(entry, action);
+  uint16_t* target = Row<uint16_t>(group, entry, action);
   const int32_t hands = HandCount(group, sub);
   for (int i = 0; i < hands; ++i) {
     float x = std::trunc(row[i]);
@@ -84,31 +84,31 @@ float RiverU16Store::StepWeight(int32_t entry, double weight) const {
   return float(AdaptivePrecision ? weight * double(entryScale[size_t(entry)]) : weight);
 }
 
-void RiverU16Store::AverageRows(int32_t entry, const TieGroups* tieGroups) {
+void RiverU16Store::AverageRows(int group, int32_t entry, const TieGroups* tieGroups) {
   if (!tieGroups) return;
   const int32_t hands = layout->entries[size_t(entry)].hands;
   for (int a = 0; a < Actions(); ++a)
-    AverageTies(Row<uint16_t>(entry, a), hands, tieGroups->data(), tieGroups->size());
+    AverageTies(Row<uint16_t>(group, entry, a), hands, tieGroups->data(), tieGroups->size());
 }
 
 void RiverU16Store::UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
                                   const TieGroups* tieGroups, double weight, int32_t iteration) {
-  if (!buffer) return;
+  if (!HasRows(group)) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
   const int32_t hands = HandCount(group, sub);
   const U16Step step = U16Step::ForWeight(StepWeight(entry, weight));
   const uint8_t* mask = locks[size_t(entry)].handMask.get();
   for (int a = 0; a < Actions(); ++a)
-    U16RegretUpdate(Row<uint16_t>(entry, a), values[a].data, baseline.data, mask, hands, step);
-  AverageRows(entry, tieGroups);
+    U16RegretUpdate(Row<uint16_t>(group, entry, a), values[a].data, baseline.data, mask, hands, step);
+  AverageRows(group, entry, tieGroups);
   RescaleCheck(group, sub, iteration);
 }
 
 bool RiverU16Store::UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values,
                                 const TieGroups* tieGroups, double weight, const float* defaultRow, int32_t iteration) {
   const int actions = Actions();
-  if (!buffer || (actions != 2 && actions != 3)) return false;
+  if (!HasRows(group) || (actions != 2 && actions != 3)) return false;
   const int32_t entry = layout->EntryIndex(group, sub);
   if (locks[size_t(entry)].handMask) return false;
   int present = 0;
@@ -127,31 +127,31 @@ bool RiverU16Store::UpdateFused(int group, int sub, FloatVec& out, const FloatVe
   const U16Step step = U16Step::ForWeight(StepWeight(entry, weight));
   ResizeVector(out, hands);
   if (actions == 2)
-    U16Fused2(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), values[0].data, values[1].data, out.data, hands,
+    U16Fused2(Row<uint16_t>(group, entry, 0), Row<uint16_t>(group, entry, 1), values[0].data, values[1].data, out.data, hands,
               step, defaultRow);
   else
-    U16Fused3(Row<uint16_t>(entry, 0), Row<uint16_t>(entry, 1), Row<uint16_t>(entry, 2), values[0].data,
+    U16Fused3(Row<uint16_t>(group, entry, 0), Row<uint16_t>(group, entry, 1), Row<uint16_t>(group, entry, 2), values[0].data,
               values[1].data, values[2].data, out.data, hands, step, defaultRow);
-  AverageRows(entry, tieGroups);
+  AverageRows(group, entry, tieGroups);
   RescaleCheck(group, sub, iteration);
   return true;
 }
 
 void RiverU16Store::Rescale(int group, int sub, float factor) {
-  if (!buffer) return;
+  if (!HasRows(group)) return;
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
   const int32_t hands = HandCount(group, sub);
-  for (int a = 0; a < Actions(); ++a) U16Scale(Row<uint16_t>(entry, a), hands, factor);
+  for (int a = 0; a < Actions(); ++a) U16Scale(Row<uint16_t>(group, entry, a), hands, factor);
   entryScale[size_t(entry)] *= factor;
 }
 
 uint16_t RiverU16Store::MaxElement(int group, int sub) const {
-  if (!buffer || !touched.IsTouched(size_t(group))) return 0;
+  if (!Readable(group)) return 0;
   const int32_t entry = layout->EntryIndex(group, sub);
   const int32_t hands = HandCount(group, sub);
   uint16_t m = 0;
-  for (int a = 0; a < Actions(); ++a) m = std::max(m, U16Max(Row<uint16_t>(entry, a), hands));
+  for (int a = 0; a < Actions(); ++a) m = std::max(m, U16Max(Row<uint16_t>(group, entry, a), hands));
   return m;
 }
 

@@ -44,5 +44,5 @@ class RiverU16Store : public RiverRowStore {
 
  private:
   float StepWeight(int32_t entry, double weight) const;
-  void AverageRows(int32_t entry, const TieGroups* tieGroups);
+  void AverageRows(int group, int32_t entry, const TieGroups* tieGroups);
 };

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <cstdio>
 
-#include "setup/failure.h"
 #include "setup/settings.h"
 #include "storage/flop_store.h"
 #include "storage/physical_memory.h"
+#include "storage/river_compressed_store.h"
 #include "storage/river_float_store.h"
 #include "storage/river_shift_sum_store.h"
 #include "storage/river_sum_store.h"
@@ -31,37 +31,25 @@ constexpr double RatioTable[3][6] = {
 constexpr int ShiftSumFormatVersion = 10;
 constexpr int RiverFloatTurnFormatVersion = 5;
 
-int LevelOfPair(int a, int b) {
-  for (int level = 0; level <= MaxCompressionLevel; ++level)
-    if (LevelPairs[level].regret == a && LevelPairs[level].sum == b) return level;
-  return -1;
-}
-
-bool NeedsCompressedRiver(int a, int b) { return a == 1 || a == 2 || b == 1 || b == 2; }
-
-[[noreturn]] void ThrowNoCompressedRiver(int level) {
-  char detail[200];
-  std::snprintf(detail, sizeof detail,
-                "compression level %d (%s) needs the compressed river store, which this build lacks; use "
-                "'set_compression fast' or 'none'",
-                level, CompressionWord(level));
-  FailCommand(detail);
-}
-
 bool KeepsSecondStore(const SolverContext& context) { return context.averaging != 0; }
 
 std::unique_ptr<StrategyStore> MakeFirstRiverStore(const SolverContext& context, const RiverLayout* layout) {
   const int rootStreet = context.rootStreet;
   if (rootStreet == 3 || (rootStreet == 2 && context.formatVersion >= RiverFloatTurnFormatVersion))
     return std::make_unique<RiverFloatStore>(layout);
-  if (context.storeLevels[0] != 0) ThrowNoCompressedRiver(LevelOfPair(context.storeLevels[0], context.storeLevels[1]));
+  const int a = context.storeLevels[0];
+  if (a != 0) return std::make_unique<RiverCompressedStore>(layout, uint32_t(a), RiverCompressedStore::Form::Regret);
   return std::make_unique<RiverU16Store>(layout);
 }
 
 std::unique_ptr<StrategyStore> MakeSecondRiverStore(const SolverContext& context, const RiverLayout* layout) {
   const int b = context.storeLevels[1];
   if (b == 0) return std::make_unique<RiverFloatStore>(layout);
-  if (b == 1 || b == 2) ThrowNoCompressedRiver(LevelOfPair(context.storeLevels[0], b));
+  if (b == 1 || b == 2)
+    return std::make_unique<RiverCompressedStore>(layout, uint32_t(b),
+                                                  context.formatVersion >= ShiftSumFormatVersion
+                                                      ? RiverCompressedStore::Form::ShiftedSum
+                                                      : RiverCompressedStore::Form::PlainSum);
   if (context.rootStreet != 1) return std::make_unique<RiverFloatStore>(layout);
   if (context.formatVersion < ShiftSumFormatVersion) return std::make_unique<RiverSumStore>(layout);
   return std::make_unique<RiverShiftSumStore>(layout);
@@ -94,11 +82,6 @@ int ResolveAutoLevel(int64_t bytes, int64_t budget, int flopSuits) {
   return 4;
 }
 
-void CheckLevelStorable(int rootStreet, int level) {
-  const StoreLevelPair pair = LevelPair(level);
-  if (rootStreet == 1 && NeedsCompressedRiver(pair.regret, pair.sum)) ThrowNoCompressedRiver(level);
-}
-
 void BuildStores(SolverContext& context, TreeNode& node) {
   node.store0.reset();
   node.store1.reset();
@@ -127,9 +110,6 @@ void BuildStores(SolverContext& context, TreeNode& node) {
 }
 
 void SetUpStores(SolverContext& context, int a, int b) {
-  // Refused before anything changes, so the tree keeps the stores it has.
-  if (context.rootStreet == 1 && NeedsCompressedRiver(a, b)) ThrowNoCompressedRiver(LevelOfPair(a, b));
-
   // Only flop trees compress; later roots keep float rivers. The solver
   // limits that go with the levels are the solver's to set.
   context.storeLevels[0] = context.rootStreet == 1 ? a : 0;
@@ -159,24 +139,14 @@ void SetUpStores(SolverContext& context, int a, int b) {
 }
 
 void ApplyCompression(SolverContext& context, int level, int64_t& countedBytes) {
-  const StoreLevelPair previous{context.storeLevels[0], context.storeLevels[1]};
-  bool counted = false;
   countedBytes = -1;
   if (level == AutoCompression) {
     SetUpStores(context, 0, 0);  // only to count
-    counted = true;
     const int64_t bytes = UncompressedStoreBytes(context);
     countedBytes = bytes;
     const PhysicalMemory memory = ReadPhysicalMemory();
     const int64_t budget = int64_t(0.9 * double(memory.available));
     level = ResolveAutoLevel(bytes, budget, FlopSuitCount(context));
-  }
-  try {
-    CheckLevelStorable(context.rootStreet, level);
-  } catch (const CommandFailure&) {
-    // The count replaced the stores; put back those of the levels in force.
-    if (counted && (previous.regret != 0 || previous.sum != 0)) SetUpStores(context, previous.regret, previous.sum);
-    throw;
   }
   const StoreLevelPair pair = LevelPair(level);
   ActualCompression = level;

@@ -7,9 +7,8 @@
 // nodes end up with, so the estimate is the same whatever level is asked.
 // The automatic level prefers "fast" whenever the whole tree fits in 90% of
 // the available memory, and otherwise the least compression that fits by a
-// table of measured ratios. The compressed river store is not part of this
-// build: levels that need it are refused with an error line, on flop trees
-// only, since trees rooted later keep float rivers whatever the level.
+// table of measured ratios. Only flop trees compress: trees rooted later
+// keep float rivers whatever the level.
 #pragma once
 
 #include <cstdint>
@@ -43,22 +42,15 @@ int ResolveAutoLevel(int64_t bytes, int64_t budget, int flopSuits);
 // tree's StoreLevels, and adds its first store's elements to the count of
 // its street.
 void BuildStores(SolverContext& context, TreeNode& node);
-// Throws the CommandFailure of a resolved level 0..5 that needs the
-// compressed river store on a tree of this root street.
-void CheckLevelStorable(int rootStreet, int level);
 // StoreLevels, regret scale, then the stores of every decision node not on
 // a forgotten street, then the byte counts; the run's counters start
-// again. Memory is not taken here. Throws CommandFailure for levels needing
-// the compressed river store on a flop tree, before it changes anything.
-// The caller sets the solver limits that go with the levels and forgets
+// again. Memory is not taken here. The caller sets the solver limits that go with the levels and forgets
 // the measurements of the old stores.
 void SetUpStores(SolverContext& context, int a, int b);
 // Resolves a level (the automatic choice by memory included), records it
 // in ActualCompression and sets up the stores. The automatic choice counts
 // the uncompressed bytes first and leaves them in countedBytes (else -1),
-// also when it then fails. Throws CommandFailure for a level this build
-// can't store; the tree then keeps consistent stores of its previous
-// levels. Not while a solver runs: the caller checks.
+// Not while a solver runs: the caller checks.
 void ApplyCompression(SolverContext& context, int level, int64_t& countedBytes);
 
 // The byte counts of streets 1 to 3 together.

@@ -144,12 +144,6 @@ void BuildTree(const BuildInput& input) {
   BuildBoards(*context, input, jointTotal);
   MakeRiverLayouts(*context);
 
-  // A level this build can't store is refused before the old tree goes
-  // when the level is given; an automatic level that resolves to one is
-  // known only after the old tree has given its memory back, and then the
-  // compression step leaves no tree.
-  if (input.compressionStep && input.compressionLevel != AutoCompression)
-    CheckLevelStorable(rootStreet, input.compressionLevel);
   FreeTree();
   GlobalContext = context.release();
   // The board becomes the tree's only with the tree: node paths read their

@@ -1,5 +1,5 @@
 // Small walks over the node list that queries and row guards share: the
-// line from the root down to a node, and every store of a subtree.
+// line from the root down to a node.
 #pragma once
 
 #include <algorithm>
@@ -14,13 +14,4 @@ inline std::vector<int> LineFromRoot(const SolverContext& context, int nodeIndex
   for (int n = nodeIndex; n >= 0; n = context.nodes[size_t(n)].parent) line.push_back(n);
   std::reverse(line.begin(), line.end());
   return line;
-}
-
-// Calls fn on both stores of every decision node of the subtree.
-template <class Fn>
-void ForSubtreeStores(SolverContext& context, TreeNode& node, Fn fn) {
-  if (node.kind != DecisionNode) return;
-  if (node.store0) fn(*node.store0);
-  if (node.store1) fn(*node.store1);
-  for (int32_t child : node.children) ForSubtreeStores(context, context.nodes[size_t(child)], fn);
 }

@@ -1,0 +1,45 @@
+#include "solver/river_chains.h"
+
+#include <cstdint>
+
+#include "storage/memory_arena.h"
+#include "storage/strategy_store.h"
+#include "tree/solver_context.h"
+
+namespace {
+
+template <class Fn>
+void ForChainStores(SolverContext& context, TreeNode& node, RiverChainSet set, Fn fn) {
+  if (node.kind != DecisionNode) return;
+  StrategyStore* store = set.second ? node.store1.get() : node.store0.get();
+  // A river node without a strategy sum store is passed over.
+  if (store && (set.player < 0 || node.player == set.player)) fn(*store, node.player & 1);
+  for (int32_t child : node.children) ForChainStores(context, context.nodes[size_t(child)], set, fn);
+}
+
+}  // namespace
+
+bool RiverChainsCompress(const SolverContext& context, bool second) {
+  const int level = context.storeLevels[second ? 1 : 0];
+  return level == 1 || level == 2;
+}
+
+void OpenRiverChains(SolverContext& context, TreeNode& top, int turn, RiverChainSet set) {
+  if (!RiverChainsCompress(context, set.second)) return;
+  int64_t total[2] = {0, 0};
+  ForChainStores(context, top, set, [&](StrategyStore& store, int p) { total[p] += store.EntryCount(turn); });
+  MemoryArena* chain[2] = {nullptr, nullptr};
+  ForChainStores(context, top, set,
+                 [&](StrategyStore& store, int p) { chain[p] = store.OpenGroup(chain[p], turn, total[p]); });
+  for (MemoryArena* arena : chain)
+    if (arena) arena->EndRead();
+}
+
+void CloseRiverChains(SolverContext& context, TreeNode& top, int turn, RiverChainSet set, const bool write[2]) {
+  if (!RiverChainsCompress(context, set.second)) return;
+  MemoryArena* chain[2] = {nullptr, nullptr};
+  ForChainStores(context, top, set,
+                 [&](StrategyStore& store, int p) { chain[p] = store.CloseGroup(chain[p], turn, write[p]); });
+  for (MemoryArena* arena : chain)
+    if (arena) arena->EndWrite();
+}

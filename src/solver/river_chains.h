@@ -1,0 +1,31 @@
+// River chains: the opening and closing of one dealt turn's river rows
+// below a first river node, the bracket that lets compressed river stores
+// decode a turn for the time it is worked on.
+//
+// One player's rows of a river subtree share one block: the player's first
+// node in tree order owns it, and every later node of the player reads and
+// writes its rows through the same arena, in the same order. So a walk
+// first sums what each player's chain holds (the size of its block), then
+// opens the stores in tree order, threading each player's arena through;
+// closing threads it again, and only a chain that writes starts its block
+// anew. Stores that keep their rows in memory take no part: a walk is made
+// only where the tree's store levels compress.
+#pragma once
+
+struct SolverContext;
+struct TreeNode;
+
+// Which stores of a subtree a walk takes.
+struct RiverChainSet {
+  bool second = false;  // regret stores (false) or strategy sums
+  int player = -1;      // only the nodes of this player; -1 all
+};
+
+// Whether the tree's stores of this kind keep river rows in blocks.
+bool RiverChainsCompress(const SolverContext& context, bool second);
+// Decodes group `turn` of the set's stores from `top` (a first river node)
+// down.
+void OpenRiverChains(SolverContext& context, TreeNode& top, int turn, RiverChainSet set);
+// Closes what OpenRiverChains opened; write[p] says whether player p's rows
+// are encoded back. Without it the block stays as it was.
+void CloseRiverChains(SolverContext& context, TreeNode& top, int turn, RiverChainSet set, const bool write[2]);
