@@ -15,8 +15,10 @@
 #include "setup/settings.h"
 #include "solver/solver_control.h"
 #include "solver/traversal.h"
+#include "storage/physical_memory.h"
 #include "tree/global_context.h"
 #include "tree/solver_context.h"
+#include "tree/store_setup.h"
 
 namespace {
 
@@ -142,6 +144,15 @@ void ReleaseNodeStores(TreeNode& node) {
 
 bool AllocateStores(SolverContext& context) {
   if (context.storesReady) return true;
+  // Compressed blocks take their memory only as the run writes them, and
+  // the kernel hands out pages only when touched; a tree that can't fit is
+  // refused here, by the estimate, rather than stopped halfway through a
+  // run. Only before any store has taken memory: after that the figures
+  // count part of the tree twice.
+  bool anyTaken = false;
+  for (const TreeNode& node : context.nodes) anyTaken |= node.storesAllocated != 0;
+  const uint64_t available = ReadPhysicalMemory().available;
+  if (!anyTaken && available > 0 && uint64_t(StoreBytesNeeded(context)) > available) return false;
   std::vector<TreeNode*> taken;
   for (TreeNode& node : context.nodes) {
     if (!node.store0 || node.storesAllocated) continue;

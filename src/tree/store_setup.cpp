@@ -162,6 +162,16 @@ int64_t EstimatedTreeMegabytes(const SolverContext& context, int actualLevel) {
   return int64_t(double(UncompressedStoreBytes(context)) * ratio / 1024.0 / 1024.0);
 }
 
+int64_t StoreBytesNeeded(const SolverContext& context) {
+  int level = -1;
+  for (int l = 0; l <= MaxCompressionLevel; ++l)
+    if (LevelPairs[l].regret == context.storeLevels[0] && LevelPairs[l].sum == context.storeLevels[1]) level = l;
+  // Trees rooted later keep float rivers: 4 bytes of regret and 4 of sum
+  // where the estimate counts 2 and 4.
+  if (context.rootStreet != 1) return UncompressedStoreBytes(context) / 6 * 8;
+  return int64_t(double(UncompressedStoreBytes(context)) * CompressionRatio(FlopSuitCount(context), level));
+}
+
 int FlopSuitCount(const SolverContext& context) {
   const CardMask flop = context.boardTree ? context.boardTree->board : 0;
   int suits = 0;

@@ -58,5 +58,8 @@ int64_t UncompressedStoreBytes(const SolverContext& context);
 // estimate_schematic_tree's figure: bytes times the ratio of the actual
 // level, in whole megabytes.
 int64_t EstimatedTreeMegabytes(const SolverContext& context, int actualLevel);
+// What the stores as set up will take, by the same estimate: the go check
+// against the memory at hand.
+int64_t StoreBytesNeeded(const SolverContext& context);
 // Suits present on the tree's flop.
 int FlopSuitCount(const SolverContext& context);
