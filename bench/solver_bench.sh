@@ -54,14 +54,27 @@
 # Timings are wall-clock on a shared machine: the load average is printed
 # before and after, and a busy machine shows in every figure.
 #
-# usage: bench/solver_bench.sh [path/to/kestrune] [--full]
+# --levels runs instead the compression levels: both flop spots
+# (flop_qsjh2h_spr2 and the deep 3-bet pot flop_qsjh2h_3bet_deep) at 2
+# threads, each of the levels 0 to 5 given before build_tree, to 0.5% of the
+# pot (accuracy run as above, with `set_info_freq 5`). Per row: the stop
+# iteration, go->stopped, the peak resident memory of the process, the
+# reply of `estimate_schematic_tree` (MB) and the peak over that estimate;
+# then per level the measured peak over level 0's peak beside the ratio
+# that the estimate uses for this flop (two suits). The peak includes what
+# the process holds besides the stores (tables, the tree, the solver's
+# arrays), which the estimate leaves out. About 15 minutes on two cores.
+#
+# usage: bench/solver_bench.sh [path/to/kestrune] [--full | --levels]
 set -euo pipefail
 
 prog=build/release/kestrune
 full=0
+levels=0
 for arg in "$@"; do
   case $arg in
     --full) full=1 ;;
+    --levels) levels=1 ;;
     -h | --help) sed -n '2,/^# usage/s/^# \{0,1\}//p' "$0"; exit 0 ;;
     *) prog=$arg ;;
   esac
@@ -151,6 +164,55 @@ echo "  probe:        set_accuracy 0.005 fraction; then go K steps; wait_for_sol
 echo
 
 declare -A stop_it acc_ms first_it solve_ms ips peak
+
+if ((levels)); then
+  level_words=(none low medium high max fast)
+  format='%-22s %5s %-6s | %-9s %11s | %8s %8s %8s\n'
+  printf "$format" spot level "" "stop it" "go->stopped" "peak" "estimate" "peak/"
+  printf "$format" "" "" "" "" "s" "MiB" "MB" "estimate"
+  declare -A estimate
+  for spot in flop_qsjh2h_spr2 flop_qsjh2h_3bet_deep; do
+    for level in 0 1 2 3 4 5; do
+      key="$spot.$level"
+      echo "running: $spot at level $level" >&2
+      {
+        awk -v level="$level" '$1 == "build_tree" && !done { print "set_compression " level; done = 1 } { print }' \
+          "$here/spots/$spot.txt"
+        printf 'set_threads 2\nestimate_schematic_tree\n'
+        echo "$script_acc"
+        timed_go '900 seconds'
+        echo "$script_tail"
+      } >"$work/$key.in"
+      run "$key"
+      out=$work/$key.out
+      stopline=$(grep -m1 '^SOLVER: stopped' "$out" || echo none)
+      case $stopline in
+        *"required accuracy reached"*) why=acc ;;
+        *requested*) why=cap ;;
+        *"timeout reached"*) why=time ;;
+        *) why="?" ;;
+      esac
+      estimate[$key]=$(grep -m1 -o 'estimated tree size: [0-9]*' "$out" | awk '{ print $4 }')
+      peak[$key]=$(awk -v k="$(tail -1 "$work/$key.mem")" 'BEGIN { printf "%.1f", k / 1024 }')
+      printf "$format" "$spot" "$level" "${level_words[$level]}" "$(after "$out" @iterations) $why" \
+        "$(awk -v m="$(elapsed_ms "$out")" 'BEGIN { printf "%.2f", m / 1000 }')" "${peak[$key]}" "${estimate[$key]}" \
+        "$(awk -v p="${peak[$key]}" -v e="${estimate[$key]}" 'BEGIN { if (e + 0 > 0) printf "%.2f", p * 1.048576 / e; else print "-" }')"
+    done
+  done
+  echo
+  echo "measured peak over level 0's, beside the estimate's ratio (two-suit flop):"
+  table=(1.0 0.53 0.39 0.33 0.25 0.68)
+  for spot in flop_qsjh2h_spr2 flop_qsjh2h_3bet_deep; do
+    line="  $spot:"
+    for level in 0 1 2 3 4 5; do
+      line+=$(awk -v p="${peak[$spot.$level]}" -v b="${peak[$spot.0]}" -v r="${table[$level]}" -v l="$level" \
+        'BEGIN { printf "  %d: %.2f (%.2f)", l, p / b, r }')
+    done
+    echo "$line"
+  done
+  echo "load average after:  $(cut -d' ' -f1-3 /proc/loadavg)"
+  exit 0
+fi
 for config in "${configs[@]}"; do
   read -r spot threads simd avx comp <<<"$config"
   key="$spot.$threads.$simd.$avx.$comp"
