@@ -341,20 +341,37 @@ FseResult FseReadCounts(int16_t* norm, unsigned* maxSymbolValue, unsigned* table
 // States are dealt out with a fixed odd step, so that each symbol's states
 // scatter over the table; the -1 symbols sit at the top in symbol order,
 // and the walk steps over them.
+//
+// The walk is done without its inner loop: the symbols are first laid out
+// in order, 8 bytes at a time, and then the k-th cell of the step's cycle
+// takes the next of them only if it lies below the -1 symbols. Cells above
+// are written with junk and put right at the end. The step is odd, so the
+// cycle meets every cell once, in the order the walk would.
 void FseSpreadSymbols(uint8_t* tableSymbol, const int16_t* norm, unsigned maxSymbolValue, unsigned tableLog) {
   const uint32_t tableSize = 1u << tableLog;
   const uint32_t tableMask = tableSize - 1;
   const uint32_t step = (tableSize >> 1) + (tableSize >> 3) + 3;
-  uint32_t highThreshold = tableSize - 1;
-  for (unsigned s = 0; s <= maxSymbolValue; ++s)
-    if (norm[s] == -1) tableSymbol[highThreshold--] = uint8_t(s);
 
-  uint32_t position = 0;
-  for (unsigned s = 0; s <= maxSymbolValue; ++s) {
-    for (int i = 0; i < norm[s]; ++i) {
-      tableSymbol[position] = uint8_t(s);
-      do position = (position + step) & tableMask;
-      while (position > highThreshold);
-    }
+  uint8_t laid[(1u << FseMaxTableLog) + 16];
+  size_t at = 0;
+  uint64_t eight = 0;  // the symbol in every byte
+  for (unsigned s = 0; s <= maxSymbolValue; ++s, eight += 0x0101010101010101ull) {
+    const int n = norm[s];
+    if (n <= 0) continue;
+    for (int i = 0; i < n; i += 8) std::memcpy(laid + at + size_t(i), &eight, 8);
+    at += size_t(n);
   }
+  uint32_t highThreshold = tableMask;
+  for (unsigned s = 0; s <= maxSymbolValue; ++s) highThreshold -= norm[s] == -1;
+
+  size_t next = 0;
+  uint32_t position = 0;
+  for (uint32_t k = 0; k < tableSize; ++k) {
+    tableSymbol[position] = laid[next];
+    next += position <= highThreshold;
+    position = (position + step) & tableMask;
+  }
+  uint32_t top = tableMask;
+  for (unsigned s = 0; s <= maxSymbolValue; ++s)
+    if (norm[s] == -1) tableSymbol[top--] = uint8_t(s);
 }
