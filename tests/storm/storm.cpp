@@ -185,7 +185,8 @@ class Storm {
   }
 
   void Setting() {
-    switch (Between(0, 9)) {
+    static const char* const levels[] = {"auto", "none", "low", "medium", "high", "max", "fast"};
+    switch (Between(0, 10)) {
       case 0: Send("set_threads " + std::to_string(Between(0, 3))); break;
       case 1: Send("set_info_freq " + std::to_string(Between(1, 3))); break;
       case 2: Send("set_pot 0 0 " + std::to_string(Chance(0.5) ? 100 : 200)); break;
@@ -195,6 +196,9 @@ class Storm {
       case 6: Send("set_simd_level " + std::to_string(Between(1, 8))); break;
       case 7: Send(Chance(0.5) ? "set_precision 0" : "set_precision 1"); break;
       case 8: Send(std::string("enable_adaptive_precision ") + (Chance(0.5) ? "1" : "0")); break;
+      // Blocks of compressed river rows are opened by passes and commands on
+      // several threads at once.
+      case 9: Send(std::string("set_compression ") + levels[Between(0, 6)]); break;
       default: Send(std::string("enable_avx512 ") + (Chance(0.5) ? "1" : "0")); break;
     }
   }
