@@ -12,7 +12,6 @@
 #include "solver/jobs.h"
 #include "solver/node_query.h"
 #include "solver/river_chains.h"
-#include "solver/strategy_rules.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
@@ -99,16 +98,8 @@ void RiverChanceInline(TraversalFrame& f) {
   vecops::SetNull(f.valueB, hands);
   if (!f.reachA.data && !f.reachB.data) return;
 
-  // Compressed river rows are decoded for this turn while its rivers run:
-  // every regret row, and the strategy sums where this pass reads or adds
-  // them. An update pass adds the sums of the player who isn't updating.
-  const bool update = pass.mode == TraversalMode::Update;
-  const int traverser = pass.traverser;
-  const bool sumsTouched = !AverageIsCurrent(context, pass, *f.node) && (!update || context.averageRiverNow);
-  const RiverChainSet regrets{false, -1};
-  const RiverChainSet sums{true, update ? traverser ^ 1 : -1};
-  OpenRiverChains(context, *f.node, f.turn, regrets);
-  if (sumsTouched) OpenRiverChains(context, *f.node, f.turn, sums);
+  // Compressed river rows are decoded for this turn while its rivers run.
+  OpenPassRiverRows(context, pass, *f.node, f.turn);
 
   vecops::Zero(f.valueA, hands);
   if (evaluate) vecops::Zero(f.valueB, hands);
@@ -128,12 +119,7 @@ void RiverChanceInline(TraversalFrame& f) {
     }
   }
 
-  // Only what the pass changed is encoded again: the updating player's
-  // regrets and the other player's sums.
-  const bool writeRegrets[2] = {update && traverser == 0, update && traverser == 1};
-  const bool writeSums[2] = {update && traverser == 1, update && traverser == 0};
-  CloseRiverChains(context, *f.node, f.turn, regrets, writeRegrets);
-  if (sumsTouched) CloseRiverChains(context, *f.node, f.turn, sums, writeSums);
+  ClosePassRiverRows(context, pass, *f.node, f.turn);
   vecops::Scale(f.valueA, RiverFactor());
   vecops::Scale(f.valueB, RiverFactor());
 }

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "solver/pass.h"
+#include "solver/strategy_rules.h"
 #include "storage/memory_arena.h"
 #include "storage/strategy_store.h"
 #include "tree/solver_context.h"
@@ -15,6 +17,17 @@ void ForChainStores(SolverContext& context, TreeNode& node, RiverChainSet set, F
   // A river node without a strategy sum store is passed over.
   if (store && (set.player < 0 || node.player == set.player)) fn(*store, node.player & 1);
   for (int32_t child : node.children) ForChainStores(context, context.nodes[size_t(child)], set, fn);
+}
+
+// Sums take part where the pass reads the average strategy, and in an
+// update pass only in the iterations that add river sums.
+bool SumsTouched(const SolverContext& context, const Pass& pass, const TreeNode& top) {
+  const bool update = pass.mode == TraversalMode::Update;
+  return !AverageIsCurrent(context, pass, top) && (!update || context.averageRiverNow);
+}
+
+RiverChainSet SumSet(const Pass& pass) {
+  return {true, pass.mode == TraversalMode::Update ? pass.traverser ^ 1 : -1};
 }
 
 }  // namespace
@@ -42,4 +55,18 @@ void CloseRiverChains(SolverContext& context, TreeNode& top, int turn, RiverChai
                  [&](StrategyStore& store, int p) { chain[p] = store.CloseGroup(chain[p], turn, write[p]); });
   for (MemoryArena* arena : chain)
     if (arena) arena->EndWrite();
+}
+
+void OpenPassRiverRows(SolverContext& context, const Pass& pass, TreeNode& top, int turn) {
+  OpenRiverChains(context, top, turn, {false, -1});
+  if (SumsTouched(context, pass, top)) OpenRiverChains(context, top, turn, SumSet(pass));
+}
+
+void ClosePassRiverRows(SolverContext& context, const Pass& pass, TreeNode& top, int turn) {
+  const bool update = pass.mode == TraversalMode::Update;
+  const int traverser = pass.traverser;
+  const bool writeRegrets[2] = {update && traverser == 0, update && traverser == 1};
+  const bool writeSums[2] = {update && traverser == 1, update && traverser == 0};
+  CloseRiverChains(context, top, turn, {false, -1}, writeRegrets);
+  if (SumsTouched(context, pass, top)) CloseRiverChains(context, top, turn, SumSet(pass), writeSums);
 }

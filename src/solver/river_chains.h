@@ -12,6 +12,7 @@
 // only where the tree's store levels compress.
 #pragma once
 
+struct Pass;
 struct SolverContext;
 struct TreeNode;
 
@@ -29,3 +30,11 @@ void OpenRiverChains(SolverContext& context, TreeNode& top, int turn, RiverChain
 // Closes what OpenRiverChains opened; write[p] says whether player p's rows
 // are encoded back. Without it the block stays as it was.
 void CloseRiverChains(SolverContext& context, TreeNode& top, int turn, RiverChainSet set, const bool write[2]);
+
+// A pass's visit of a dealt turn below a first river node: every regret
+// row, and the strategy sums where the pass reads or adds them (an update
+// pass adds those of the player who isn't updating). Closing encodes back
+// only what the pass changed: the updating player's regrets and the other
+// player's sums.
+void OpenPassRiverRows(SolverContext& context, const Pass& pass, TreeNode& top, int turn);
+void ClosePassRiverRows(SolverContext& context, const Pass& pass, TreeNode& top, int turn);

@@ -3,12 +3,14 @@
 //
 // Card-outer runs, for each river card, the subtrees of every point where
 // the turn ends at once: terminals of different points share kernel sweeps,
-// which pays when each point has few of them. It uses river rows in place
-// while other points' rows are open, so it needs stores that aren't
-// unpacked per turn. Node-outer runs each point through the plain river
-// deal, every card with its own batch.
+// which pays when each point has few of them. Every point's river rows are
+// open for the whole turn then; compressed ones are decoded before the
+// first card and encoded after the last, as a point's own deal would.
+// Node-outer runs each point through the plain river deal, every card with
+// its own batch.
 #include "setup/settings.h"
 #include "solver/river_batch.h"
+#include "solver/river_chains.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
@@ -24,10 +26,6 @@ int32_t RiverEndNodes(const SolverContext& context, const TreeNode& node) {
   int32_t count = 0;
   for (int32_t child : node.children) count += RiverEndNodes(context, context.nodes[size_t(child)]);
   return count;
-}
-
-bool LevelsAllowCardOuter(const SolverContext& context) {
-  return context.storeLevels[0] == 0 && (context.storeLevels[1] == 0 || context.storeLevels[1] == 3);
 }
 
 // Per-thread arrays of a card-outer pass, kept for their capacity.
@@ -157,10 +155,17 @@ void TurnJobRoot(TraversalFrame& f) {
     ++roots;
     terminals += RiverEndNodes(context, *entry);
   }
-  const bool cardOuter = roots > 0 && LevelsAllowCardOuter(context) && float(terminals) / float(roots) < CardOuterLimit;
+  const bool cardOuter = roots > 0 && float(terminals) / float(roots) < CardOuterLimit;
   if (cardOuter) {
+    // A point without reach is walked by no card: its rows stay closed.
+    const auto forOpenPoints = [&](auto fn) {
+      for (size_t i = 0; i < turnBatch.entries.size(); ++i)
+        if (turnBatch.entries[i]->street == 3 && turnBatch.reach[i].data) fn(*turnBatch.entries[i]);
+    };
+    forOpenPoints([&](TreeNode& point) { OpenPassRiverRows(context, *f.pass, point, f.turn); });
     const int rivers = int(context.boardTree->turns[size_t(f.turn)].rivers.size());
     for (int r = 0; r < rivers; ++r) RiverCardPass(f, r);
+    forOpenPoints([&](TreeNode& point) { ClosePassRiverRows(context, *f.pass, point, f.turn); });
     for (size_t i = 0; i < turnBatch.entries.size(); ++i)
       if (turnBatch.entries[i]->street == 3) vecops::Scale(turnBatch.values[i], RiverFactor());
   } else {

@@ -230,7 +230,10 @@ void RiverCompressedStore::Save(TreeWriter& out) const {
     WriteLockRecord(out, lock);
   }
   if (sumRows) out.Write(sumRows->rowShift.data(), sumRows->rowShift.size());
-  const bool blocks = !arenas.empty() && arenas[0] != nullptr;
+  // Any block saves them all: a turn never dealt to the first group would
+  // otherwise cost every other group its rows.
+  bool blocks = false;
+  for (const std::unique_ptr<MemoryArena>& arena : arenas) blocks |= arena != nullptr;
   out.WriteValue(uint8_t(blocks ? 1 : 0));
   if (blocks)
     for (const std::unique_ptr<MemoryArena>& arena : arenas) {

@@ -42,8 +42,9 @@ class RiverCompressedStore final : public RiverStore {
   RiverCompressedStore(const RiverCompressedStore&) = delete;
   RiverCompressedStore& operator=(const RiverCompressedStore&) = delete;
 
-  // No memory is taken up front: blocks are made on the first close that
-  // writes, working rows on every open.
+  // No memory is taken up front: a group's block reserves its address space
+  // on the group's first open and commits pages as closes write into it;
+  // working rows are taken on every open and given back on every close.
   bool Allocate() override { return true; }
   // Drops every block and working row; the store reads as new.
   void Release() override;
