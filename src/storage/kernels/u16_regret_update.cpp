@@ -132,6 +132,17 @@ void AverageTies(uint16_t* row, int hands, const uint16_t* runs, size_t runCount
   for (size_t k = 0; k < runCount && start < hands; ++k) {
     int n = std::min<int>(runs[k], hands - start);
     if (n <= 0) continue;
+    // A hand tied with none is its own mean.
+    if (n == 1) {
+      ++start;
+      continue;
+    }
+    if (n == 2) {
+      const uint16_t mean = uint16_t((uint32_t(row[start]) + row[start + 1]) >> 1);
+      row[start] = row[start + 1] = mean;
+      start += 2;
+      continue;
+    }
     uint32_t total = 0;
     for (int i = 0; i < n; ++i) total += row[start + i];
     uint16_t mean = uint16_t(total / uint32_t(n));
