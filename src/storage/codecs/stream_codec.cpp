@@ -19,6 +19,7 @@ constexpr uint32_t ContextCount = 16;
 constexpr uint32_t FirstSymbolStream = 2;
 constexpr uint32_t EscapeStreamLow = 18, EscapeStreamHigh = 19, WideStream = 20;
 constexpr uint32_t Escape8 = 255, Escape16 = 65535;
+constexpr uint32_t ShortBlock = 1024;
 
 uint8_t* AllocateBuffers() {
   void* memory = scalable_aligned_malloc(MemorySize, 16);
@@ -50,7 +51,16 @@ StreamCodecWriter::~StreamCodecWriter() {
 }
 
 void StreamCodecWriter::Flush(StreamBuffer& buffer) {
-  FseResult coded = FseCompress(scratch_, ScratchSize, buffer.data, buffer.used);
+  // Short blocks are stored raw, or as their one byte: FSE would save a
+  // few bytes on them at the price of a table to build here and another at
+  // every read, and a block holds a few tens of rows.
+  FseResult coded{FseNotCompressible};
+  if (buffer.used >= ShortBlock) {
+    coded = FseCompress(scratch_, ScratchSize, buffer.data, buffer.used);
+  } else if (buffer.used > 1 && std::all_of(buffer.data, buffer.data + buffer.used, [&](uint8_t b) { return b == buffer.data[0]; })) {
+    scratch_[0] = buffer.data[0];
+    coded.size = FseOneByteRepeated;
+  }
   // With a bound-sized destination FSE cannot fail; should it, the block
   // is still kept whole by storing it raw.
   if (coded.IsError()) coded.size = FseNotCompressible;
