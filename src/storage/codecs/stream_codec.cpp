@@ -75,14 +75,10 @@ void StreamCodecWriter::Flush(StreamBuffer& buffer) {
   buffer.used = 0;
 }
 
-// The rare form: v = symbol - 1 of at least 255. The context becomes 15.
-void StreamCodecWriter::PutEscaped(uint32_t v, uint32_t context) {
+// The rarest form: v = symbol - 1 of at least 65535, escaped twice. The
+// context becomes 15.
+void StreamCodecWriter::PutWide(uint32_t v, uint32_t context) {
   Put(FirstSymbolStream + context, uint8_t(Escape8));
-  if (v < Escape16) {
-    Put(EscapeStreamLow, uint8_t(v));
-    Put(EscapeStreamHigh, uint8_t(v >> 8));
-    return;
-  }
   Put(EscapeStreamLow, 255);
   Put(EscapeStreamHigh, 255);
   for (uint32_t i = 0; i < 4; ++i) Put(WideStream + i, uint8_t(v >> (8 * i)));
@@ -113,8 +109,14 @@ void StreamCodecWriter::WriteSymbols(const uint32_t* symbols, size_t count, uint
     if (v < Escape8) [[likely]] {
       Put(FirstSymbolStream + context, uint8_t(v));
       context = std::min(v, ContextCount - 1);
+    } else if (v < Escape16) {
+      // Real rows escape often, so the two-byte form is inline too.
+      Put(FirstSymbolStream + context, uint8_t(Escape8));
+      Put(EscapeStreamLow, uint8_t(v));
+      Put(EscapeStreamHigh, uint8_t(v >> 8));
+      context = ContextCount - 1;
     } else {
-      PutEscaped(v, context);
+      PutWide(v, context);
       context = ContextCount - 1;
     }
   };
@@ -214,6 +216,15 @@ bool StreamCodecReader::DecodeSymbols(size_t count, bool hasPrevious, uint8_t& m
     next[c] = buffer.data + buffer.used;
     end[c] = buffer.data + buffer.filled;
   }
+  // The escape streams' positions likewise: real rows escape often (a
+  // step of 256 or more), and an escape's context is known before its
+  // bytes are read, so they stay off the chain.
+  StreamBuffer& lowBuffer = buffers_[EscapeStreamLow];
+  StreamBuffer& highBuffer = buffers_[EscapeStreamHigh];
+  const uint8_t* low = lowBuffer.data + lowBuffer.used;
+  const uint8_t* high = highBuffer.data + highBuffer.used;
+  const uint8_t* lowEnd = lowBuffer.data + lowBuffer.filled;
+  const uint8_t* highEnd = highBuffer.data + highBuffer.filled;
   uint32_t context = 0;
   for (size_t group = 0; group < count; group += 8) {
     const size_t n = std::min<size_t>(8, count - group);
@@ -236,13 +247,24 @@ bool StreamCodecReader::DecodeSymbols(size_t count, bool hasPrevious, uint8_t& m
         next[context] = at + 1;
         symbol = byte + 1;
         following = std::min(byte, ContextCount - 1);  // from the byte: one step less on the chain
+      } else if (at != end[context] && low != lowEnd && high != highEnd && (*low & *high) != 255) {
+        // An escape to two bytes, both in their streams' current blocks.
+        next[context] = at + 1;
+        symbol = (uint32_t(*low++) | uint32_t(*high++) << 8) + 1;
+        following = ContextCount - 1;
       } else {
-        // A used-up block or an escape.
+        // A used-up block, or the rare forms of an escape.
         StreamBuffer& buffer = buffers_[FirstSymbolStream + context];
         buffer.used = uint32_t(at - buffer.data);
+        lowBuffer.used = uint32_t(low - lowBuffer.data);
+        highBuffer.used = uint32_t(high - highBuffer.data);
         symbol = GetSymbol(context);
         next[context] = buffer.data + buffer.used;
         end[context] = buffer.data + buffer.filled;
+        low = lowBuffer.data + lowBuffer.used;
+        high = highBuffer.data + highBuffer.used;
+        lowEnd = lowBuffer.data + lowBuffer.filled;
+        highEnd = highBuffer.data + highBuffer.filled;
         following = std::min(symbol - 1, ContextCount - 1);
       }
       s[std::countr_zero(map)] = symbol;
@@ -253,6 +275,8 @@ bool StreamCodecReader::DecodeSymbols(size_t count, bool hasPrevious, uint8_t& m
     StreamBuffer& buffer = buffers_[FirstSymbolStream + c];
     buffer.used = uint32_t(next[c] - buffer.data);
   }
+  lowBuffer.used = uint32_t(low - lowBuffer.data);
+  highBuffer.used = uint32_t(high - highBuffer.data);
   return failure_ == CodecFailure::none;
 }
 

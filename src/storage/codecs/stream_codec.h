@@ -63,7 +63,7 @@ class StreamCodecWriter final : public CodecWriter {
     buffer.data[buffer.used++] = byte;
     if (buffer.used == StreamBlockSize) Flush(buffer);
   }
-  void PutEscaped(uint32_t v, uint32_t context);  // out of line: the rare form
+  void PutWide(uint32_t v, uint32_t context);  // out of line: the rarest form
   void Flush(StreamBuffer& buffer);
 
   CodecOutput output_;
