@@ -5,7 +5,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -33,14 +35,15 @@ Rows16 SampleRows(size_t rows, size_t hands, uint32_t seed) {
   return out;
 }
 
-// Rows with previous rows where a row is no longer than the one before,
-// as the compressed stores chain them.
+// A row's previous row where it is no longer than the one before, as the
+// compressed stores chain them.
+const uint16_t* Previous(const Rows16& rows, size_t r) {
+  return r > 0 && rows[r].size() <= rows[r - 1].size() ? rows[r - 1].data() : nullptr;
+}
+
 void WriteBlock(MemoryArena& arena, const Rows16& rows) {
   arena.BeginWrite();
-  for (size_t r = 0; r < rows.size(); ++r) {
-    const bool chained = r > 0 && rows[r].size() <= rows[r - 1].size();
-    arena.WriteRow16(rows[r].data(), chained ? rows[r - 1].data() : nullptr, rows[r].size());
-  }
+  for (size_t r = 0; r < rows.size(); ++r) arena.WriteRow16(rows[r].data(), Previous(rows, r), rows[r].size());
   arena.EndWrite();
 }
 
@@ -49,8 +52,7 @@ Rows16 ReadBlock(MemoryArena& arena, const Rows16& shape) {
   arena.BeginRead();
   for (size_t r = 0; r < shape.size(); ++r) {
     back[r].resize(shape[r].size());
-    const bool chained = r > 0 && shape[r].size() <= shape[r - 1].size();
-    EXPECT_TRUE(arena.ReadRow16(back[r].data(), chained ? back[r - 1].data() : nullptr, back[r].size()));
+    EXPECT_TRUE(arena.ReadRow16(back[r].data(), Previous(back, r), back[r].size()));
   }
   arena.EndRead();
   return back;
@@ -64,10 +66,8 @@ size_t Elements(const Rows16& rows) {
 
 template <typename Arena>
 std::unique_ptr<MemoryArena> Make(size_t elements) {
-  if constexpr (std::is_same_v<Arena, PackedArena>)
-    return std::make_unique<PackedArena>(int64_t(elements), 2);
-  else
-    return std::make_unique<StreamArena>(int64_t(elements));
+  if constexpr (std::is_same_v<Arena, PackedArena>) return std::make_unique<PackedArena>(int64_t(elements), 2);
+  else return std::make_unique<StreamArena>(int64_t(elements));
 }
 
 template <typename Arena>
@@ -172,10 +172,7 @@ TEST(Arenas, ReservingHugeBlocksCostsOnlyWhatIsWritten) {
 
 size_t ProcessMappings() {
   std::ifstream maps("/proc/self/maps");
-  std::string line;
-  size_t n = 0;
-  while (std::getline(maps, line)) ++n;
-  return n;
+  return size_t(std::count(std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>(), '\n'));
 }
 
 // The kernel allows some 65,000 mappings a process, and a big tree has tens

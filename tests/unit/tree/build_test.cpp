@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <map>
+#include <numeric>
 #include <set>
 #include <string>
 
@@ -44,6 +45,14 @@ std::vector<int> CardList(const char* text) {
   std::vector<int> cards;
   for (const std::string& word : Words(text)) cards.push_back(std::countr_zero(ParseCards(word)));
   return cards;
+}
+
+// Canonicalizes the board in place; the map back to the client's suits.
+SuitMap CanonicalBack(CardMask& flop, CardMask& turn, CardMask& river) {
+  const SuitMap map = CanonicalizeBoard(flop, turn, river);
+  SuitMap back;
+  for (int s = 0; s < 4; ++s) back[map[size_t(s)]] = uint8_t(s);
+  return back;
 }
 
 // HandValue of board + hand by the plain seven-card entry.
@@ -104,16 +113,11 @@ TEST_F(BuildFixture, RiverRootHasOneDealAndChanceRecordsOnlyAtTheRoot) {
   EXPECT_EQ(river.HandCount(), 47 * 46 / 2);
   EXPECT_EQ(context.rootWeights[0].size(), size_t(river.HandCount()));
 
+  EXPECT_EQ(context.nodes[0].chanceCount, 49);
   for (size_t i = 0; i < context.nodes.size(); ++i) {
-    const TreeNode& node = context.nodes[i];
-    EXPECT_EQ(node.street, 3) << i;
-    if (i == 0) {
-      EXPECT_EQ(node.chanceCount, 49);
-      EXPECT_NE(node.chance, nullptr);
-    } else {
-      EXPECT_EQ(node.chance, nullptr) << i;
-    }
-    EXPECT_EQ(node.dealMutexes, nullptr) << i;
+    EXPECT_EQ(context.nodes[i].street, 3) << i;
+    EXPECT_EQ(context.nodes[i].chance != nullptr, i == 0) << i;
+    EXPECT_EQ(context.nodes[i].dealMutexes, nullptr) << i;
   }
 }
 
@@ -298,11 +302,9 @@ TEST_F(BuildFixture, SecondKeyOrdersTiesOnFiveCardBoards) {
 
   // Only spades live: 3c2s = 13*256 + 1 comes after 3d2c = 13*256 + 0, and
   // suited clubs (64) before suited spades (65).
-  EXPECT_EQ(FiveCardSecondKey(ParseCards("3c2s"), ParseCards("As Ks Qs Js Ts")), 13u * 256 + 1);
-  EXPECT_EQ(FiveCardSecondKey(ParseCards("3d2c"), ParseCards("As Ks Qs Js Ts")), 13u * 256);
-  EXPECT_EQ(FiveCardSecondKey(ParseCards("3s2c"), ParseCards("As Ks Qs Js Ts")), 13u * 256 + 8);
-  EXPECT_EQ(FiveCardSecondKey(ParseCards("3c2c"), ParseCards("As Ks Qs Js Ts")), 13u * 256 + 64);
-  EXPECT_EQ(FiveCardSecondKey(ParseCards("3s2s"), ParseCards("As Ks Qs Js Ts")), 13u * 256 + 65);
+  const std::pair<const char*, uint32_t> spades[] = {{"3c2s", 1}, {"3d2c", 0}, {"3s2c", 8}, {"3c2c", 64}, {"3s2s", 65}};
+  for (const auto& [hand, key] : spades)
+    EXPECT_EQ(FiveCardSecondKey(ParseCards(hand), ParseCards("As Ks Qs Js Ts")), 13u * 256 + key) << hand;
 }
 
 // Tie runs group equal strengths, in ascending order, over the whole list,
@@ -378,13 +380,9 @@ TEST_F(BuildFixture, RiverLayoutsAndElementCounts) {
 
   // Weights: 6 aces of weight 1 against 7 hands of weight 2, no card shared.
   EXPECT_EQ(context.rootWeights[0].size(), 13u);
-  double oopSum = 0, ipSum = 0;
-  for (size_t i = 0; i < 13; ++i) {
-    oopSum += context.normWeights[0][i];
-    ipSum += context.normWeights[1][i];
-  }
-  EXPECT_NEAR(oopSum, 6.0 / (6 * 14), 1e-7);
-  EXPECT_NEAR(ipSum, 14.0 / (6 * 14), 1e-7);
+  const auto& norm = context.normWeights;
+  EXPECT_NEAR(std::accumulate(norm[0].begin(), norm[0].begin() + 13, 0.0), 6.0 / (6 * 14), 1e-7);
+  EXPECT_NEAR(std::accumulate(norm[1].begin(), norm[1].begin() + 13, 0.0), 14.0 / (6 * 14), 1e-7);
   EXPECT_DOUBLE_EQ(context.maxWeight[0], 1.0);
   EXPECT_DOUBLE_EQ(context.maxWeight[1], 2.0);
 }
@@ -426,9 +424,7 @@ TEST_F(BuildFixture, IsomorphicTreesAgreeWithPlainTrees) {
     };
     for (const BoardNode& plainTurn : client.turns) {
       CardMask f = ParseCards(flop), t = CardBit(plainTurn.card), r = 0;
-      SuitMap map = CanonicalizeBoard(f, t, r);
-      SuitMap back;
-      for (int s = 0; s < 4; ++s) back[map[size_t(s)]] = uint8_t(s);
+      const SuitMap back = CanonicalBack(f, t, r);
       const int turnIndex = canonical.cardToTurn[size_t(std::countr_zero(t))];
       ASSERT_GE(turnIndex, 0);
       const BoardNode& isoTurn = canonical.turns[size_t(turnIndex)];
@@ -437,9 +433,7 @@ TEST_F(BuildFixture, IsomorphicTreesAgreeWithPlainTrees) {
       for (size_t k = 0; k < plainTurn.rivers.size(); k += 11) {
         const BoardNode& plainRiver = plainTurn.rivers[k];
         CardMask f2 = ParseCards(flop), t2 = CardBit(plainTurn.card), r2 = CardBit(plainRiver.card);
-        SuitMap riverMap = CanonicalizeBoard(f2, t2, r2);
-        SuitMap riverBack;
-        for (int s = 0; s < 4; ++s) riverBack[riverMap[size_t(s)]] = uint8_t(s);
+        const SuitMap riverBack = CanonicalBack(f2, t2, r2);
         ASSERT_EQ(t2, t);
         const int riverIndex = isoTurn.cardToRiver[size_t(std::countr_zero(r2))];
         ASSERT_GE(riverIndex, 0);

@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-
 #include <cstdint>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 #include "setup/cpu_info.h"
@@ -44,13 +44,12 @@ Expected Reference(const std::vector<T>& x, const std::vector<T>* p) {
   return p && nonZeroA < nonZeroB ? Expected{1, a} : Expected{0, b};
 }
 
-uint8_t Transform(const std::vector<uint32_t>& x, const std::vector<uint32_t>* p, std::vector<uint32_t>& s) {
+template <typename T>
+uint8_t Transform(const std::vector<T>& x, const std::type_identity_t<std::vector<T>>* p, std::vector<uint32_t>& s) {
   s.assign(x.size(), 0xDEADBEEF);
-  return TransformRow32(x.data(), p ? p->data() : nullptr, s.data(), x.size());
-}
-uint8_t Transform(const std::vector<uint16_t>& x, const std::vector<uint16_t>* p, std::vector<uint32_t>& s) {
-  s.assign(x.size(), 0xDEADBEEF);
-  return TransformRow16(x.data(), p ? p->data() : nullptr, s.data(), x.size());
+  const T* previous = p ? p->data() : nullptr;
+  if constexpr (sizeof(T) == 2) return TransformRow16(x.data(), previous, s.data(), x.size());
+  else return TransformRow32(x.data(), previous, s.data(), x.size());
 }
 void Inverse(const std::vector<uint32_t>& s, const std::vector<uint32_t>* p, std::vector<uint32_t>& x, uint8_t m) {
   InverseRow32(s.data(), p ? p->data() : nullptr, x.data(), s.size(), m);
@@ -126,13 +125,9 @@ TEST(RowTransform, MatchesReferenceAndInvertsOnRandomRows) {
   CheckRandomRows<uint16_t>();
 }
 
-// Rows of every length up to the ceiling, of three kinds: wild values;
-// a row that follows the previous one with a few changes (mode 1 wins);
-// and steps at the escape borders, where symbol - 1 crosses 254/255 and
-// 65534/65535 and the widened 16-bit step reaches its extremes. Each is
-// coded with and without the previous row by both forms, and each form's
-// inverse must rebuild the row; the inverse also gets random symbols and
-// modes that no writer makes, since a damaged stream can hand it those.
+// Rows of every length: wild, close to the previous one (mode 1 wins), and
+// steps at the escape borders and the widened 16-bit extremes. The inverse
+// also gets random symbols and modes, as a damaged stream can hand it.
 TEST(RowTransform, WideFormsGiveThePlainSymbolsAndRows) {
   if (!CpuHasAvx512()) GTEST_SKIP() << "no AVX-512 on this processor";
   const int32_t borders[] = {127, 128, 129, 32767, 32768, 32769, 65535};
@@ -146,13 +141,10 @@ TEST(RowTransform, WideFormsGiveThePlainSymbolsAndRows) {
     const int kind = n % 3;
     for (size_t i = 0; i < n; ++i) {
       p[i] = uint16_t(rng());
-      if (kind == 0) x[i] = uint16_t(rng());
-      if (kind == 1) x[i] = uint16_t(p[i] + 7 + (rng() % 16 == 0 ? rng() % 300 : 0));
-      if (kind == 2) {
-        const int32_t step = borders[rng() % 7] * (rng() % 2 ? 1 : -1);
-        const int32_t from = i ? x[i - 1] : 0, to = from + step;
-        x[i] = uint16_t(to < 0 || to > 65535 ? from - step : to);
-      }
+      const int32_t step = borders[rng() % 7] * (rng() % 2 ? 1 : -1), from = i ? x[i - 1] : 0, to = from + step;
+      x[i] = uint16_t(kind == 0   ? rng()
+                      : kind == 1 ? p[i] + 7 + (rng() % 16 == 0 ? rng() % 300 : 0)
+                                  : (to < 0 || to > 65535 ? from - step : to));
     }
     const uint16_t* const previousRows[] = {nullptr, p.data()};
     for (const uint16_t* previous : previousRows) {
