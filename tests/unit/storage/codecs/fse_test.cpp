@@ -52,10 +52,6 @@ std::vector<Vector> LoadVectors() {
   return vectors;
 }
 
-const Vector& FindVector(const std::vector<Vector>& vectors, const std::string& id) {
-  return *std::find_if(vectors.begin(), vectors.end(), [&](const Vector& v) { return v.id == id; });
-}
-
 // Decodes into a buffer of exactly the raw size, so that the sanitizer
 // build sees any write past it.
 FseResult Decode(const Bytes& coded, size_t rawSize, Bytes* out) {
@@ -115,8 +111,8 @@ TEST(FseRoundTrip, RandomBlocksOfManyShapesAndSizes) {
     for (const Shape& shape : shapes)
       for (size_t size : sizes) {
         const Bytes raw = RandomBlock(rng, size, shape.p, shape.symbols, shape.noise);
-        SCOPED_TRACE("seed " + std::to_string(seed) + " size " + std::to_string(size) + " p " +
-                     std::to_string(shape.p) + " symbols " + std::to_string(shape.symbols));
+        SCOPED_TRACE(::testing::Message() << "seed " << seed << " size " << size << " p " << shape.p << " symbols "
+                                          << shape.symbols);
         Bytes coded(FseCompressBound(size));
         const FseResult encoded = FseCompress(coded.data(), coded.size(), raw.data(), raw.size());
         ASSERT_FALSE(encoded.IsError()) << FseErrorName(encoded.error);
@@ -178,12 +174,12 @@ void ExpectFailsCleanly(const Bytes& coded, size_t rawSize) {
   }
 }
 
-TEST(FseDamage, TruncationsFlipsAndWrongSizesFailCleanly) {
+TEST(FseDamage, TruncationsFlipsWrongSizesAndHeaderFaults) {
   const std::vector<Vector> vectors = LoadVectors();
   std::mt19937 rng(11);
   // Every cut of the smaller blocks; flips in all, a whole 64 KB one too.
   for (const char* id : {"009", "012", "027", "043", "046", "031", "039"}) {
-    const Vector& v = FindVector(vectors, id);
+    const Vector& v = *std::find_if(vectors.begin(), vectors.end(), [&](const Vector& w) { return w.id == id; });
     SCOPED_TRACE(v.id);
     Bytes decoded;
     // The size is part of the block: one byte more or fewer is damage.
@@ -201,9 +197,7 @@ TEST(FseDamage, TruncationsFlipsAndWrongSizesFailCleanly) {
       ExpectFailsCleanly(damaged, v.raw.size());
     }
   }
-}
 
-TEST(FseDamage, HeaderFaultsHaveTheirNames) {
   // Table log 5 + 15 = 20: beyond what the format allows.
   const Bytes tooLarge = {0x0F, 0xFF, 0xFF, 0xFF};
   Bytes out(100);

@@ -50,7 +50,10 @@ CodecFailure lastFailure;
 // Failures are noted instead of ending the test process.
 class StreamCodec : public ::testing::Test {
  protected:
-  void SetUp() override { saved_ = SetCodecFailureHook([](CodecFailure f) { lastFailure = f; }); }
+  void SetUp() override {
+    saved_ = SetCodecFailureHook([](CodecFailure f) { lastFailure = f; });
+    lastFailure = CodecFailure::none;
+  }
   void TearDown() override { SetCodecFailureHook(saved_); }
   CodecFailureHook saved_ = nullptr;
 };
@@ -153,7 +156,6 @@ void CheckRoundTrip(size_t bigRows) {
 }
 
 TEST_F(StreamCodec, RoundTripsRowsOfEveryKindOverSeveralBlocks) {
-  lastFailure = CodecFailure::none;
   CheckRoundTrip<uint32_t>(0);
   CheckRoundTrip<uint16_t>(400);
   EXPECT_EQ(lastFailure, CodecFailure::none);
@@ -164,7 +166,6 @@ TEST_F(StreamCodec, RefusesLongRowsAndUnknownIds) {
   std::vector<uint32_t> row(1327, 1);
   {
     auto writer = m.Writer();
-    lastFailure = CodecFailure::none;
     Write(*writer, row, nullptr);
     EXPECT_EQ(lastFailure, CodecFailure::countTooLarge);
   }
