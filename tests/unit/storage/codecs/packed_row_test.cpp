@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -16,33 +17,29 @@ void Put(Bytes& b, uint64_t v, int width) {
   for (int i = 0; i < width; ++i) b.push_back(uint8_t(v >> 8 * i));
 }
 
+template <int Bits>
+using Row = std::vector<std::conditional_t<Bits == 16, uint16_t, uint32_t>>;
+
 // Packs into a buffer of exactly the bound, so the sanitizer build sees any
 // write past it, and returns only the row's bytes.
-Bytes Pack16(const std::vector<uint16_t>& row) {
-  Bytes out(PackedRow16Bound(row.size()));
-  out.resize(PackRow16(row.data(), row.size(), out.data()));
-  return out;
-}
 template <int Bits>
-Bytes Pack32(const std::vector<uint32_t>& row) {
-  Bytes out(Bits == 24 ? PackedRow24Bound(row.size()) : PackedRow32Bound(row.size()));
-  const size_t size = Bits == 24 ? PackRow24(row.data(), row.size(), out.data())
-                                 : PackRow32(row.data(), row.size(), out.data());
-  out.resize(size);
+Bytes Pack(const Row<Bits>& row) {
+  const size_t n = row.size();
+  Bytes out(Bits == 16 ? PackedRow16Bound(n) : Bits == 24 ? PackedRow24Bound(n) : PackedRow32Bound(n));
+  if constexpr (Bits == 16) out.resize(PackRow16(row.data(), n, out.data()));
+  else if constexpr (Bits == 24) out.resize(PackRow24(row.data(), n, out.data()));
+  else out.resize(PackRow32(row.data(), n, out.data()));
   return out;
 }
 
 // Unpacks from a copy of exactly the given bytes, so any read past them
 // shows under the sanitizers.
-PackedRowResult Unpack16(const Bytes& in, std::vector<uint16_t>& row) {
-  const Bytes exact(in);
-  return UnpackRow16(exact.data(), exact.size(), row.data(), row.size());
-}
 template <int Bits>
-PackedRowResult Unpack32(const Bytes& in, std::vector<uint32_t>& row) {
+PackedRowResult Unpack(const Bytes& in, Row<Bits>& row) {
   const Bytes exact(in);
-  return Bits == 24 ? UnpackRow24(exact.data(), exact.size(), row.data(), row.size())
-                    : UnpackRow32(exact.data(), exact.size(), row.data(), row.size());
+  if constexpr (Bits == 16) return UnpackRow16(exact.data(), exact.size(), row.data(), row.size());
+  else if constexpr (Bits == 24) return UnpackRow24(exact.data(), exact.size(), row.data(), row.size());
+  else return UnpackRow32(exact.data(), exact.size(), row.data(), row.size());
 }
 
 TEST(PackedRow16, GroupWithEachClassThenAPartOfOneValue) {
@@ -63,10 +60,10 @@ TEST(PackedRow16, GroupWithEachClassThenAPartOfOneValue) {
   Put(expected, 0x800001FF, 4);
   for (uint16_t v : wide) Put(expected, v, 2);
   expected.insert(expected.end(), {3, 0x2C, 0x01});  // the part of one value
-  EXPECT_EQ(Pack16(row), expected);
+  EXPECT_EQ(Pack<16>(row), expected);
 
   std::vector<uint16_t> back(33, 7);
-  const PackedRowResult r = Unpack16(expected, back);
+  const PackedRowResult r = Unpack<16>(expected, back);
   ASSERT_FALSE(r.IsError());
   EXPECT_EQ(r.size, expected.size());
   EXPECT_EQ(back, row);
@@ -76,7 +73,7 @@ TEST(PackedRow16, ClassLimitsAndRest) {
   // Largest values 255, 256, 4095 and 4096: classes 1, 2, 2, 3.
   std::vector<uint16_t> row(32, 0);
   row[0] = 255, row[8] = 256, row[16] = 4095, row[31] = 4096;
-  Bytes packed = Pack16(row);
+  Bytes packed = Pack<16>(row);
   ASSERT_EQ(packed.size(), 1u + 8 + 12 + 12 + 16);
   EXPECT_EQ(packed[0], 1 | 2 << 2 | 2 << 4 | 3 << 6);
 
@@ -86,9 +83,9 @@ TEST(PackedRow16, ClassLimitsAndRest) {
   Bytes expected = {1, 255, 0, 0, 0, 0, 0, 0, 0, 3};
   for (int i = 8; i < 16; ++i) Put(expected, rest[i], 2);
   expected.insert(expected.end(), {1, 0});
-  EXPECT_EQ(Pack16(rest), expected);
+  EXPECT_EQ(Pack<16>(rest), expected);
 
-  EXPECT_TRUE(Pack16({}).empty());
+  EXPECT_TRUE(Pack<16>({}).empty());
 }
 
 TEST(PackedRow32, GroupWithEachClassThenAWidePart) {
@@ -105,21 +102,21 @@ TEST(PackedRow32, GroupWithEachClassThenAWidePart) {
   for (int i = 24; i < 32; ++i) Put(expected, row[i], 4);
   expected.push_back(3);
   for (int i = 32; i < 35; ++i) Put(expected, row[i], 4);
-  EXPECT_EQ(Pack32<32>(row), expected);
+  EXPECT_EQ(Pack<32>(row), expected);
 
   // The 24-bit form: three bytes a value where the other has four.
   row[24] = 0xABCDEF;
   for (int i = 24; i < 32; ++i) Put(expected24, row[i], 3);
   expected24.push_back(3);
   for (int i = 32; i < 35; ++i) Put(expected24, row[i], 3);
-  EXPECT_EQ(Pack32<24>(row), expected24);
+  EXPECT_EQ(Pack<24>(row), expected24);
   std::vector<uint32_t> back(35);
-  ASSERT_FALSE(Unpack32<24>(expected24, back).IsError());
+  ASSERT_FALSE(Unpack<24>(expected24, back).IsError());
   EXPECT_EQ(back, row);
 
   // Narrow rests: byte and 16-bit controls.
-  EXPECT_EQ(Pack32<32>({255, 0}), (Bytes{0, 255, 0}));
-  EXPECT_EQ(Pack32<32>({256}), (Bytes{1, 0, 1}));
+  EXPECT_EQ(Pack<32>({255, 0}), (Bytes{0, 255, 0}));
+  EXPECT_EQ(Pack<32>({256}), (Bytes{1, 0, 1}));
 }
 
 // Rest controls that no writer emits: 2 reads as wide in the wider rows,
@@ -127,17 +124,17 @@ TEST(PackedRow32, GroupWithEachClassThenAWidePart) {
 TEST(PackedRow, RestControls) {
   std::vector<uint16_t> row16(1);
   for (uint8_t control : {0, 2, 4, 255})
-    EXPECT_EQ(Unpack16({control, 9, 9}, row16).error, PackedRowError::badControl) << int(control);
-  ASSERT_FALSE(Unpack16({3, 0x34, 0x12}, row16).IsError());
+    EXPECT_EQ(Unpack<16>({control, 9, 9}, row16).error, PackedRowError::badControl) << int(control);
+  ASSERT_FALSE(Unpack<16>({3, 0x34, 0x12}, row16).IsError());
   EXPECT_EQ(row16[0], 0x1234);
 
   std::vector<uint32_t> row(1);
-  ASSERT_FALSE(Unpack32<32>({2, 1, 2, 3, 4}, row).IsError());
+  ASSERT_FALSE(Unpack<32>({2, 1, 2, 3, 4}, row).IsError());
   EXPECT_EQ(row[0], 0x04030201u);
-  ASSERT_FALSE(Unpack32<24>({2, 1, 2, 3}, row).IsError());
+  ASSERT_FALSE(Unpack<24>({2, 1, 2, 3}, row).IsError());
   EXPECT_EQ(row[0], 0x030201u);
-  EXPECT_EQ(Unpack32<32>({4, 1, 2, 3, 4}, row).error, PackedRowError::badControl);
-  EXPECT_EQ(Unpack32<24>({200, 1, 2, 3}, row).error, PackedRowError::badControl);
+  EXPECT_EQ(Unpack<32>({4, 1, 2, 3, 4}, row).error, PackedRowError::badControl);
+  EXPECT_EQ(Unpack<24>({200, 1, 2, 3}, row).error, PackedRowError::badControl);
 }
 
 // Values drawn near every class limit; each chunk of 8 gets its own ceiling
@@ -155,8 +152,9 @@ std::vector<T> BoundaryRow(std::mt19937& rng, size_t count, uint32_t max) {
   return row;
 }
 
-template <typename T, typename PackFn, typename UnpackFn>
-void CheckRoundTripsAndTruncations(uint32_t max, PackFn pack, UnpackFn unpack) {
+template <int Bits>
+void CheckRoundTripsAndTruncations(uint32_t max) {
+  using T = typename Row<Bits>::value_type;
   std::mt19937 rng(5);
   std::vector<size_t> counts;
   for (size_t n = 0; n <= 80; ++n) counts.push_back(n);
@@ -165,9 +163,9 @@ void CheckRoundTripsAndTruncations(uint32_t max, PackFn pack, UnpackFn unpack) {
   for (size_t n : counts) {
     SCOPED_TRACE(n);
     const std::vector<T> row = BoundaryRow<T>(rng, n, max);
-    const Bytes packed = pack(row);
+    const Bytes packed = Pack<Bits>(row);
     std::vector<T> back(n);
-    PackedRowResult r = unpack(packed, back);
+    PackedRowResult r = Unpack<Bits>(packed, back);
     ASSERT_FALSE(r.IsError());
     ASSERT_EQ(r.size, packed.size());
     ASSERT_EQ(back, row);
@@ -175,12 +173,12 @@ void CheckRoundTripsAndTruncations(uint32_t max, PackFn pack, UnpackFn unpack) {
     // A row followed by more data reads only its own bytes.
     Bytes longer = packed;
     longer.insert(longer.end(), 40, 0xFF);
-    r = unpack(longer, back);
+    r = Unpack<Bits>(longer, back);
     ASSERT_FALSE(r.IsError());
     ASSERT_EQ(r.size, packed.size());
 
     for (size_t cut = 0; cut < packed.size(); cut += (n > 100 ? 7 : 1)) {
-      r = unpack(Bytes(packed.begin(), packed.begin() + cut), back);
+      r = Unpack<Bits>(Bytes(packed.begin(), packed.begin() + cut), back);
       ASSERT_EQ(r.error, PackedRowError::truncated) << cut;
       ASSERT_LE(r.size, cut);
     }
@@ -188,9 +186,9 @@ void CheckRoundTripsAndTruncations(uint32_t max, PackFn pack, UnpackFn unpack) {
 }
 
 TEST(PackedRow, RandomRowsRoundTripAndEveryTruncationFails) {
-  CheckRoundTripsAndTruncations<uint16_t>(65535, Pack16, Unpack16);
-  CheckRoundTripsAndTruncations<uint32_t>((1u << 24) - 1, Pack32<24>, Unpack32<24>);
-  CheckRoundTripsAndTruncations<uint32_t>(0xFFFFFFFF, Pack32<32>, Unpack32<32>);
+  CheckRoundTripsAndTruncations<16>(65535);
+  CheckRoundTripsAndTruncations<24>((1u << 24) - 1);
+  CheckRoundTripsAndTruncations<32>(0xFFFFFFFF);
 }
 
 TEST(PackedRow, WorstRowsMeetTheBoundsExactly) {
@@ -200,10 +198,10 @@ TEST(PackedRow, WorstRowsMeetTheBoundsExactly) {
     const size_t rest = n % 32, controls = n / 32 + (rest + 7) / 8;
     const std::vector<uint16_t> row16(n, 4096);
     const std::vector<uint32_t> row32(n, 0x01000000), row24(n, 0x00FFFFFF);
-    ASSERT_EQ(Pack16(row16).size(), 2 * n + controls) << n;
+    ASSERT_EQ(Pack<16>(row16).size(), 2 * n + controls) << n;
     ASSERT_EQ(PackedRow16Bound(n), 2 * n + controls);
-    ASSERT_EQ(Pack32<24>(row24).size(), 3 * n + controls) << n;
-    ASSERT_EQ(Pack32<32>(row32).size(), 4 * n + controls) << n;
+    ASSERT_EQ(Pack<24>(row24).size(), 3 * n + controls) << n;
+    ASSERT_EQ(Pack<32>(row32).size(), 4 * n + controls) << n;
     ASSERT_LE(PackedRow32Bound(n), 5 * n);
   }
   // Largest row: 41 groups of 65 bytes, a run of 17 and a part of 6 values.
