@@ -247,7 +247,8 @@ void RiverCompressedStore::Save(TreeWriter& out) const {
   if (regretRows) out.Write(regretRows->entryScale.data(), regretRows->entryScale.size() * sizeof(float));
 }
 
-bool RiverCompressedStore::Load(TreeReader& in, int32_t formatVersion) {
+bool RiverCompressedStore::Load(TreeReader& in) {
+  const int32_t formatVersion = in.formatVersion;
   Release();
   for (int32_t e = 0; e < layout->entryCount; ++e) {
     LockRecord& lock = regretRows ? regretRows->locks[size_t(e)]

@@ -70,10 +70,10 @@ class RiverCompressedStore final : public RiverStore {
   // File form: the lock records, the row shifts of the shifted form, a byte
   // saying whether there are blocks and then all of them, and the entry
   // scales of the regret form. Load reads the scales only from
-  // scalesFromVersion on; false if the record is damaged or doesn't fit,
+  // EntryScaleFormatVersion on; false if the record is damaged or doesn't fit,
   // the store then being left without blocks.
-  void Save(TreeWriter& out) const;
-  bool Load(TreeReader& in, int32_t formatVersion);
+  void Save(TreeWriter& out) const override;
+  bool Load(TreeReader& in) override;
 
   bool IsOpen(int group) const { return workRows[size_t(group)] != nullptr; }
   const MemoryArena* Block(int group) const { return arenas[size_t(group)].get(); }

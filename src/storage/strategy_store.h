@@ -13,9 +13,12 @@
 #include <memory>
 #include <vector>
 
+#include "setup/failure.h"
 #include "storage/float_vec.h"
 
 class MemoryArena;
+class TreeReader;
+class TreeWriter;
 
 // Locks of one board of a node. Hands whose handMask byte is non-zero are
 // left alone by updates.
@@ -100,4 +103,11 @@ class StrategyStore {
   virtual MemoryArena* OpenGroup(MemoryArena* arena, int group, int64_t elementTotal) { return nullptr; }
   virtual MemoryArena* CloseGroup(MemoryArena* arena, int group, bool write) { return nullptr; }
   virtual LockRecord* GetLockRecord(int group, int sub) = 0;
+  // The file form: everything the store holds, locks included, with no tag
+  // of its own (the reader makes the same class from the tree's shape).
+  // Load reads the form of the reader's format version into a store that
+  // was just made; false, with the reader failed, for a record that is
+  // damaged, doesn't fit this store or holds numbers no solve can make.
+  virtual void Save(TreeWriter& out) const { FatalError("no file form"); }
+  virtual bool Load(TreeReader& in) { FatalError("no file form"); }
 };

@@ -39,6 +39,10 @@ class TreeReader {
   // For a loader that finds a record it can't accept.
   void Fail() { failed_ = true; }
 
+  // The format version of the file, -1 until its header is read: the
+  // stores' file forms differ by it.
+  int32_t formatVersion = -1;
+
  private:
   bool Refill();
 

@@ -25,6 +25,11 @@ namespace {
 using Form = RiverCompressedStore::Form;
 using Row = std::vector<uint32_t>;
 
+bool LoadAt(RiverCompressedStore& store, TreeReader& in, int32_t formatVersion) {
+  in.formatVersion = formatVersion;
+  return store.Load(in);
+}
+
 // One action's row of an open group, widened to 32 bits.
 Row WorkRow(const RiverCompressedStore& store, int group, int32_t entry, int action) {
   const RiverLayout& layout = *store.layout;
@@ -396,7 +401,7 @@ TEST(RiverCompressedStore, FileFormRoundTripsAndDamageIsRefused) {
 
       RiverCompressedStore loaded(&layout, level, form);
       TreeReader reader(record.data(), record.size());
-      ASSERT_TRUE(loaded.Load(reader, 10));
+      ASSERT_TRUE(LoadAt(loaded, reader, 10));
       EXPECT_EQ(reader.Remaining(), 0u);
       EXPECT_EQ(Saved(loaded), record);
       EXPECT_EQ(loaded.GetLockRecord(0, 0)->flags, LockedFlag);
@@ -426,13 +431,13 @@ TEST(RiverCompressedStore, FileFormRoundTripsAndDamageIsRefused) {
       if (form == Form::Regret) {
         RiverCompressedStore old(&layout, level, form);
         TreeReader cut(record.data(), record.size() - 12);
-        EXPECT_TRUE(old.Load(cut, EntryScaleFormatVersion - 1));
+        EXPECT_TRUE(LoadAt(old, cut, EntryScaleFormatVersion - 1));
         EXPECT_EQ(old.EntryScale(), std::vector<float>(3, 1.0f));
       }
 
       RiverCompressedStore none(&layout, level, form);
       TreeReader emptyReader(empty.data(), empty.size());
-      ASSERT_TRUE(none.Load(emptyReader, 10));
+      ASSERT_TRUE(LoadAt(none, emptyReader, 10));
       EXPECT_EQ(none.Block(0), nullptr);
       Open(none, 0);
       EXPECT_EQ(WorkRow(none, 0, 1, 0), Row(10, 0));
@@ -443,7 +448,7 @@ TEST(RiverCompressedStore, FileFormRoundTripsAndDamageIsRefused) {
       for (size_t size = 0; size < record.size(); ++size) {
         RiverCompressedStore target(&layout, level, form);
         TreeReader shortReader(record.data(), size);
-        EXPECT_FALSE(target.Load(shortReader, 10)) << size;
+        EXPECT_FALSE(LoadAt(target, shortReader, 10)) << size;
         EXPECT_EQ(target.Block(0), nullptr) << size;
       }
       std::vector<uint8_t> damaged = record;
@@ -452,18 +457,18 @@ TEST(RiverCompressedStore, FileFormRoundTripsAndDamageIsRefused) {
       damaged[blocksByte] = 2;
       RiverCompressedStore target(&layout, level, form);
       TreeReader badByte(damaged.data(), damaged.size());
-      EXPECT_FALSE(target.Load(badByte, 10));
+      EXPECT_FALSE(LoadAt(target, badByte, 10));
       damaged = record;
       damaged[4 + 4 + 4] = 9;  // the mask's size, above the board's 8 hands
       TreeReader badMask(damaged.data(), damaged.size());
-      EXPECT_FALSE(target.Load(badMask, 10));
+      EXPECT_FALSE(LoadAt(target, badMask, 10));
       // Bytes of the blocks flipped one at a time: refused or loaded, never
       // a crash. (Rows that don't decode stop the process in the codec.)
       for (size_t at = blocksByte + 1; at < record.size(); at += 3) {
         damaged = record;
         damaged[at] ^= 0x5A;
         TreeReader flipped(damaged.data(), damaged.size());
-        if (target.Load(flipped, 10)) {
+        if (LoadAt(target, flipped, 10)) {
           EXPECT_EQ(Saved(target).size(), record.size());
         }
       }
