@@ -34,3 +34,12 @@ extern uint32_t mustUseHoleCards;
 void ApplyHandTypeOrder(const std::array<uint8_t, 9>& order);
 // Back to the defaults of a fresh process.
 void ResetRuleSettings();
+
+// The rule bytes of a tree file, in its order: lowCard as stored (0..4),
+// mustUseHoleCards (0..2), the nine entries of handTypeOrder (0..8 each).
+inline constexpr int RuleSettingBytes = 11;
+// Applies them, or resets the rules for null (files older than the rule
+// bytes). False, with nothing changed, if a byte is out of its range.
+bool LoadRuleSettings(const uint8_t* bytes);
+// The bytes LoadRuleSettings reads, of the rules in force.
+std::array<uint8_t, RuleSettingBytes> SaveRuleSettings();

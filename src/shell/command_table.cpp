@@ -39,6 +39,8 @@ const CommandEntry CommandTable[] = {
     {"cut_line", CmdCutLine, 2},
     {"build_tree", CmdBuildTree, 1},
     {"free_tree", CmdFreeTree, 1},
+    {"load_tree", CmdLoadTree, 2},
+    {"dump_tree", CmdDumpTree, -1},
     {"show_node", CmdShowNode, 2},
     {"show_children", CmdShowChildren, 2},
     {"show_all_lines", CmdShowAllLines, 1},

@@ -22,6 +22,13 @@ void CmdEcho(const Tokens& tokens);
 void CmdSleep(const Tokens& tokens);
 void CmdTakeABreak(const Tokens& tokens);
 void CmdWaitForSolver(const Tokens& tokens);
+void CmdLoadTree(const Tokens& tokens);
+// load_tree's work after the file is open, for readers of other sources:
+// the tree of the file, or a throw that leaves a half-loaded tree for the
+// caller to free.
+class TreeReader;
+void LoadTreeFrom(TreeReader& in);
+void CmdDumpTree(const Tokens& tokens);
 
 void CmdStdoutRedi(const Tokens& tokens);
 void CmdStdoutRediAppend(const Tokens& tokens);

@@ -70,6 +70,7 @@ BuildInput GatherBuildInput() {
   input.rootStreet = RootStreetOf(input.board);
   input.effectiveStack = SchematicEffectiveStack();
   input.halfPot = TotalPot() * 0.5;
+  input.potValues = {PotValues[0], PotValues[1], PotValues[2]};
   input.isomorphism = input.rootStreet == 1   ? IsomorphismFlopRoots
                       : input.rootStreet == 2 ? IsomorphismTurnRoots
                                               : false;

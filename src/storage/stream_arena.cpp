@@ -98,6 +98,19 @@ bool StreamArena::ReadRow32(uint32_t* row, const uint32_t* previous, size_t coun
 }
 
 bool StreamArena::ReadRow16(uint16_t* row, const uint16_t* previous, size_t count) {
+  if (reader && count <= MaxRowCount) {
+    if (::ReadRow16(*reader, row, previous, count)) return true;
+    if (reader->Failure() != CodecFailure::none) return false;
+    // The older codecs have no 16-bit rows: their writers coded them
+    // widened, predictor and all.
+    uint32_t wide[MaxRowCount], widePrevious[MaxRowCount];
+    if (previous) std::copy_n(previous, count, widePrevious);
+    if (!::ReadRow32(*reader, wide, previous ? widePrevious : nullptr, count)) return false;
+    bool fits = true;
+    for (size_t i = 0; i < count; ++i) fits &= wide[i] <= 0xFFFF, row[i] = uint16_t(wide[i]);
+    if (!fits) ReportCodecFailure(CodecFailure::damagedData);
+    return fits;
+  }
   if (reader) return ::ReadRow16(*reader, row, previous, count);
   std::fill_n(row, std::min(count, MaxRowCount), uint16_t(0));
   return false;

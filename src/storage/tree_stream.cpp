@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 TreeReader::TreeReader(const void* data, size_t size)
@@ -13,6 +14,7 @@ TreeReader::TreeReader(std::FILE* file) : file_(file), buffer_(new uint8_t[Buffe
   const long at = std::ftell(file);
   if (at < 0 || fstat(fileno(file), &info) != 0 || info.st_size < at) {
     failed_ = true;
+    readErrno_ = errno ? errno : EIO;
     return;
   }
   remaining_ = uint64_t(info.st_size - at);
@@ -24,14 +26,22 @@ bool TreeReader::Refill() {
   const size_t got = std::fread(buffer_.get(), 1, want, file_);
   next_ = buffer_.get();
   buffered_ = got;
-  // The file shrank under us: what it promised is not there.
-  if (got == 0) remaining_ = 0;
+  // The file shrank under us, or the disk failed: what it promised is not
+  // there.
+  if (got == 0) {
+    if (std::ferror(file_))
+      readErrno_ = errno ? errno : EIO;
+    else
+      pastEnd_ = true;
+    remaining_ = 0;
+  }
   return got > 0;
 }
 
 bool TreeReader::Read(void* out, size_t size) {
-  if (failed_ || size > remaining_) {
-    failed_ = true;
+  if (failed_) return false;
+  if (size > remaining_) {
+    failed_ = pastEnd_ = true;
     return false;
   }
   auto* to = static_cast<uint8_t*>(out);

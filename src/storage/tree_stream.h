@@ -36,6 +36,10 @@ class TreeReader {
   }
   uint64_t Remaining() const { return failed_ ? 0 : remaining_; }
   bool Failed() const { return failed_; }
+  // Why a read failed, where it wasn't a loader's refusal: the input ended
+  // before the bytes asked for, or the system reported an error (its errno).
+  bool RanPastEnd() const { return pastEnd_; }
+  int ReadErrno() const { return readErrno_; }
   // For a loader that finds a record it can't accept.
   void Fail() { failed_ = true; }
 
@@ -53,6 +57,8 @@ class TreeReader {
   size_t buffered_ = 0;
   uint64_t remaining_ = 0;  // bytes left in all, buffered ones included
   bool failed_ = false;
+  bool pastEnd_ = false;
+  int readErrno_ = 0;
 };
 
 class TreeWriter {

@@ -118,4 +118,21 @@ void EraseNode(SchematicNode* node) {
 
 void ClearLines() { SchematicRoot = std::make_unique<SchematicNode>(); }
 
+std::unique_ptr<SchematicNode> CopyTrie(const SchematicNode& root) {
+  auto copy = std::make_unique<SchematicNode>();
+  copy->player = root.player;
+  copy->street = root.street;
+  copy->raises = root.raises;
+  copy->index = root.index;
+  copy->amount = root.amount;
+  copy->paid[0] = root.paid[0];
+  copy->paid[1] = root.paid[1];
+  for (const auto& [key, child] : root.children) {
+    std::unique_ptr<SchematicNode> childCopy = CopyTrie(*child);
+    childCopy->parent = copy.get();
+    copy->children.emplace(key, std::move(childCopy));
+  }
+  return copy;
+}
+
 int64_t SchematicEffectiveStack() { return int64_t(LargestKey(*SchematicRoot)); }

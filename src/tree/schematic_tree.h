@@ -59,5 +59,7 @@ double RemovalKey(double amount, double previous);
 void EraseNode(SchematicNode* node);
 // A new empty root; the old trie is destroyed.
 void ClearLines();
+// A deep copy, parents linked within the copy.
+std::unique_ptr<SchematicNode> CopyTrie(const SchematicNode& root);
 // The largest child key anywhere in the trie, truncated; 0 for an empty one.
 int64_t SchematicEffectiveStack();

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "setup/cards.h"
+#include "tree/schematic_tree.h"
 #include "storage/strategy_store.h"
 #include "tree/board_tree.h"
 #include "tree/tree_node.h"
@@ -44,6 +45,12 @@ struct BuiltTree {
   std::array<std::vector<float>, 2> normWeights;
   std::array<std::vector<double>, 2> comboWeights;  // 1326 by ComboIndex, client's suits
   std::vector<std::unique_ptr<RiverLayout>> shapes;  // by action count
+  // The lines and pot the tree was built from, kept for the tree file:
+  // line edits and set_pot after a build don't reach the tree.
+  std::unique_ptr<SchematicNode> lines;
+  std::array<double, 3> potValues = {0.0, 0.0, 0.0};
+  // Loaded from a file that held no chance record values.
+  uint8_t valueless = 0;
   double maxWeight[2] = {0.0, 0.0};
   // Element counts of the first stores per street (index 1..3) and the
   // byte estimates derived from them by the store set-up.

@@ -140,6 +140,8 @@ void BuildTree(const BuildInput& input) {
   auto context = std::make_unique<SolverContext>();
   context->rootStreet = rootStreet;
   context->effectiveStack = input.effectiveStack;
+  context->lines = CopyTrie(*input.trie);
+  context->potValues = input.potValues;
   BuildNodeList(*context, lines);
   BuildBoards(*context, input, jointTotal);
   MakeRiverLayouts(*context);

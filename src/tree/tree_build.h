@@ -22,6 +22,7 @@ struct BuildInput {
   int32_t rootStreet = 1;                      // 1 flop, 2 turn, 3 river: from the board
   int64_t effectiveStack = 0;                  // the largest amount of the lines
   double halfPot = 0.0;                        // what each player has in at the root
+  std::array<double, 3> potValues = {0.0, 0.0, 0.0};  // as set_pot gave them, for the tree file
   bool isomorphism = false;                    // suit isomorphism for this root street
   int32_t lowCard = 0;                         // the deck's lowest rank
   int32_t boardThreads = 1;                    // threads that evaluate the boards

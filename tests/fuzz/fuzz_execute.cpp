@@ -11,7 +11,7 @@
 //   set_threads      at most MaxThreads threads
 //   sleep            at most a few milliseconds; take_a_break no wait
 //   build_tree       flop and turn trees only from a small trie of lines
-//   stdoutredi(_append), load_script, skip_if_done
+//   stdoutredi(_append), load_script, skip_if_done, dump_tree, load_tree
 //                    paths folded onto four files of a scratch directory,
 //                    or onto two fixed spots: "river" (bench/spots) and
 //                    "turn" (turn_spot.txt here, with few lines)
@@ -64,6 +64,8 @@ KESTRUNE_WRAPPED(StdoutRedi, "13CmdStdoutRedi")
 KESTRUNE_WRAPPED(StdoutRediAppend, "19CmdStdoutRediAppend")
 KESTRUNE_WRAPPED(LoadScript, "13CmdLoadScript")
 KESTRUNE_WRAPPED(SkipIfDone, "13CmdSkipIfDone")
+KESTRUNE_WRAPPED(DumpTree, "11CmdDumpTree")
+KESTRUNE_WRAPPED(LoadTree, "11CmdLoadTree")
 void WrapExitProcess(int status) asm("__wrap__Z11ExitProcessi");
 void WrapFatalError(const char* text) asm("__wrap__Z10FatalErrorPKc");
 void WrapFatalStop(const char* line) asm("__wrap__Z9FatalStopPKc");
@@ -233,6 +235,8 @@ void WrapStdoutRedi(const Tokens& tokens) { RealStdoutRedi(WithPath(tokens)); }
 void WrapStdoutRediAppend(const Tokens& tokens) { RealStdoutRediAppend(WithPath(tokens)); }
 void WrapLoadScript(const Tokens& tokens) { RealLoadScript(WithPath(tokens)); }
 void WrapSkipIfDone(const Tokens& tokens) { RealSkipIfDone(WithPath(tokens)); }
+void WrapDumpTree(const Tokens& tokens) { RealDumpTree(tokens.size() < 2 ? tokens : WithPath(tokens)); }
+void WrapLoadTree(const Tokens& tokens) { RealLoadTree(WithPath(tokens)); }
 
 void WrapExitProcess(int) {
   // Only `exit` ends the process from the main thread with no fault behind
