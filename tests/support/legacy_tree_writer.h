@@ -55,7 +55,10 @@ inline int Hundredths(int node, int record, int vector, int hand) {
 }
 inline bool ReachAbsent(int node, int record, int player) { return (node + record + player) % 3 == 1; }
 inline uint8_t Frozen(int record) { return uint8_t(record % 2); }
-inline uint64_t ResolvedCards(int node, int record) { return (0x9E3779B97F4A7C15ull >> (record % 64)) ^ uint64_t(node); }
+// One bit per dealt entry: no more than 49.
+inline uint64_t ResolvedCards(int node, int record) {
+  return ((0x9E3779B97F4A7C15ull >> (record % 16)) ^ uint64_t(node)) & ((uint64_t(1) << 49) - 1);
+}
 
 // The strategy above a forgotten street, in thousandths, for actions 0 to
 // k - 2. They stay below 1000 together, but for some hands of two actions
