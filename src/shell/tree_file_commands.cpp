@@ -22,6 +22,7 @@
 #include "shell/output.h"
 #include "shell/shell_commands.h"
 #include "shell/tree_lifecycle.h"
+#include "solver/boundary_walk.h"
 #include "solver/pass.h"
 #include "solver/river_blocks_check.h"
 #include "solver/solver_driver.h"
@@ -97,6 +98,7 @@ void LoadTreeFrom(TreeReader& in) {
   if (!AllocateStores(context)) throw CommandFailure("out of memory");
 
   ReadNodeData(context, in, head.valueless);
+  RecomputeAbsentReachSums(context);
   if (!CheckRiverBlocks(context)) throw CommandFailure("damaged file: compressed river rows");
   std::vector<std::string> infoLines;
   if (head.version >= 7) infoLines = ReadInfoLines(in);
