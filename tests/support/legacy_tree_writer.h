@@ -37,9 +37,10 @@ namespace legacy {
 // ---- The numbers in the file ----
 
 // Store rows: small integers, and now and then a hand with nothing in any
-// action, whose strategy is then the fallback. store 0 regrets, 1 sums.
-inline uint32_t StoreUnits(int store, int node, int group, int sub, int action, int hand) {
-  if ((hand + node + group + sub + 4 * store) % 11 == 3) return 0;
+// action (unless emptyHands is false), whose strategy is then the
+// fallback. store 0 regrets, 1 sums.
+inline uint32_t StoreUnits(int store, int node, int group, int sub, int action, int hand, bool emptyHands = true) {
+  if (emptyHands && (hand + node + group + sub + 4 * store) % 11 == 3) return 0;
   return 1 + uint32_t(hand * 7 + action * 5 + node * 3 + group * 2 + sub + store * 4) % 9;
 }
 // A wide group of a 24-bit sum store holds the same ratios above 16 bits.
@@ -204,6 +205,9 @@ struct File {
   uint8_t valueMode = 0, valueCodec = StreamCodecId;
   uint8_t strategyMode = 0;
   std::vector<std::string> infoLines;
+  // Whether the 16-bit sums of the older form have hands with nothing in
+  // any action.
+  bool emptySumHands = false;
 };
 
 // Which river class a node of the file gets, as the version and the level
@@ -413,6 +417,7 @@ class Writer {
       }
       WriteLockRecord(out_, lock);
     }
+    const bool empty = form != RiverForm::Sum || file_.emptySumHands;
     if (form == RiverForm::Sum) out_.WriteValue(uint8_t(1));
     for (int g = 0; g < layout.groupCount; ++g) {
       const bool wide = form == RiverForm::Sum && g == 0;
@@ -421,7 +426,8 @@ class Writer {
         const int hands = layout.entries[size_t(layout.EntryIndex(g, s))].hands;
         for (int a = 0; a < layout.actions; ++a) {
           std::vector<uint32_t> row;
-          for (int i = 0; i < hands; ++i) row.push_back(StoreUnits(store, n, g, s, a, i) * (wide ? WideFactor : 1));
+          for (int i = 0; i < hands; ++i)
+            row.push_back(StoreUnits(store, n, g, s, a, i, empty) * (wide ? WideFactor : 1));
           RiverRow(form, wide, row);
         }
       }
