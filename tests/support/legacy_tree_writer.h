@@ -124,12 +124,9 @@ struct Spot {
   int BoardCount(int street) const { return street == 1 ? 1 : int(turnCombos.size()); }
 };
 
-inline int ComboOfMask(CardMask hand) {
-  return ComboIndexOf(63 - std::countl_zero(hand), std::countr_zero(hand));
-}
 inline std::vector<int> CombosOf(const std::vector<CardMask>& hands) {
   std::vector<int> combos;
-  for (CardMask hand : hands) combos.push_back(ComboOfMask(hand));
+  for (CardMask hand : hands) combos.push_back(ComboIndexOf(63 - std::countl_zero(hand), std::countr_zero(hand)));
   return combos;
 }
 
@@ -199,9 +196,9 @@ struct File {
   std::array<uint8_t, 9> handTypeOrder = {0, 1, 2, 3, 4, 5, 6, 7, 8};
   int32_t resultsIteration = -1;
   double results[6] = {0, 0, 0, 0, 0, 0};  // mesOop, evOop, mesIp, evIp, meanEv, exploitability
-  // Row blocks of sections 3 and 4: mode 0 is a stream block by the codec
-  // given (ids 0 and 1 have no 16-bit rows); another mode packs each row.
-  // Below version 6 there is no mode byte, and the mode is 0.
+  // Row blocks of the stored values and of the thousandths: mode 0 is a
+  // stream block by the codec given (ids 0 and 1 have no 16-bit rows),
+  // another mode packs each row. Below version 6 the mode is always 0.
   uint8_t valueMode = 0, valueCodec = StreamCodecId;
   uint8_t strategyMode = 0;
   std::vector<std::string> infoLines;
@@ -314,7 +311,8 @@ class Writer {
     out_.WriteValue(ResolvedCards(n, r));
   }
 
-  // Sections 2 and 3: counts, then the values as zigzag hundredths.
+  // The values of the deal points: all counts, then the rows of zigzag
+  // hundredths.
   void StoredValues() {
     std::vector<std::vector<uint32_t>> rows;
     for (size_t n = 0; n < spot_.nodes.size(); ++n) {
@@ -332,10 +330,10 @@ class Writer {
         }
       }
     }
-    if (!file_.valueless) RowBlock32(rows, file_.valueMode, file_.valueCodec);
+    if (!file_.valueless) RowBlock(rows, file_.valueMode, file_.valueCodec);
   }
 
-  // Section 4: the strategy of the streets above the forgotten one.
+  // The strategy of the streets above the forgotten one, as thousandths.
   void ForgottenStrategies() {
     std::vector<std::vector<uint16_t>> rows;
     for (size_t n = 0; n < spot_.nodes.size(); ++n) {
@@ -349,49 +347,42 @@ class Writer {
         }
       }
     }
-    if (file_.version >= 6) out_.WriteValue(file_.strategyMode);
-    if (file_.version < 6 || file_.strategyMode == 0) {
-      MemoryStreams streams;
-      {
-        auto writer = streams.Writer(StreamCodecId);
-        for (const auto& row : rows) WriteRow16(*writer, row.data(), nullptr, row.size());
-      }
-      PutStreams(streams);
-      return;
-    }
-    std::vector<uint8_t> packed;
-    for (const auto& row : rows) {
-      packed.resize(PackedRow16Bound(row.size()));
-      PutPacked(packed.data(), PackRow16(row.data(), row.size(), packed.data()));
-    }
+    RowBlock(rows, file_.strategyMode, StreamCodecId);
   }
 
-  void RowBlock32(const std::vector<std::vector<uint32_t>>& rows, uint8_t mode, uint8_t codec) {
+  // A block of rows: from version 6 its mode byte; mode 0 is a stream
+  // block of the codec given, any other mode packed rows with lengths.
+  template <class T>
+  void RowBlock(const std::vector<std::vector<T>>& rows, uint8_t mode, uint8_t codec) {
     if (file_.version >= 6) out_.WriteValue(mode);
     if (file_.version < 6 || mode == 0) {
       MemoryStreams streams;
       {
-        auto writer = streams.Writer(codec);
-        for (const auto& row : rows) WriteRow32(*writer, row.data(), nullptr, row.size());
+        const auto writer = streams.Writer(codec);
+        for (const auto& row : rows) {
+          if constexpr (sizeof(T) == 2)
+            WriteRow16(*writer, row.data(), nullptr, row.size());
+          else
+            WriteRow32(*writer, row.data(), nullptr, row.size());
+        }
       }
-      PutStreams(streams);
+      for (const auto& stream : streams.bytes) {
+        out_.WriteValue(uint64_t(stream.size()));
+        out_.Write(stream.data(), stream.size());
+      }
       return;
     }
     std::vector<uint8_t> packed;
     for (const auto& row : rows) {
       packed.resize(PackedRow32Bound(row.size()));
-      PutPacked(packed.data(), PackRow32(row.data(), row.size(), packed.data()));
+      size_t size = 0;
+      if constexpr (sizeof(T) == 2)
+        size = PackRow16(row.data(), row.size(), packed.data());
+      else
+        size = PackRow32(row.data(), row.size(), packed.data());
+      out_.WriteValue(int16_t(size));
+      out_.Write(packed.data(), size);
     }
-  }
-  void PutStreams(const MemoryStreams& streams) {
-    for (const auto& stream : streams.bytes) {
-      out_.WriteValue(uint64_t(stream.size()));
-      out_.Write(stream.data(), stream.size());
-    }
-  }
-  void PutPacked(const uint8_t* data, size_t size) {
-    out_.WriteValue(int16_t(size));
-    out_.Write(data, size);
   }
 
   // ---- Store forms ----
