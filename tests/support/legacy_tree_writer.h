@@ -115,7 +115,8 @@ struct Spot {
     if (street == 2) return turnCombos[size_t(group)];
     return riverCombos[size_t(group)][size_t(sub)];
   }
-  // The hand list a chance record's reach lies on: the list before the deal.
+  // The hand list a chance record's vectors lie on: the list before the
+  // deal, none for a turn the tree doesn't deal.
   const std::vector<int>& PreDealCombos(int street, int record) const {
     static const std::vector<int> none;
     if (street == 2) return rootCombos;
@@ -249,11 +250,6 @@ class Writer {
     return std::move(bytes_);
   }
 
-  // Counts of the four stored value vectors: the hands before the deal.
-  static int StoredCount(const Spot& spot, const NodeShape& node, int record) {
-    return int(spot.PreDealCombos(node.street, record).size());
-  }
-
  private:
   bool KeepsChance(const NodeShape& node) const {
     if (node.chanceCount == 0) return false;
@@ -285,7 +281,7 @@ class Writer {
 
   void ChanceRecord(int n, int r) {
     const NodeShape& node = spot_.nodes[size_t(n)];
-    const int hands = StoredCount(spot_, node, r);
+    const int hands = int(spot_.PreDealCombos(node.street, r).size());
     if (file_.version < 4) {
       // Six arrays: two reach sums, then the stored values A and B.
       for (int v = 0; v < 6; ++v) {
@@ -319,7 +315,7 @@ class Writer {
       const NodeShape& node = spot_.nodes[n];
       if (!KeepsChance(node)) continue;
       for (int r = 0; r < node.chanceCount; ++r) {
-        const int hands = StoredCount(spot_, node, r);
+        const int hands = int(spot_.PreDealCombos(node.street, r).size());
         for (int v = 0; v < 4; ++v) {
           out_.WriteValue(int32_t(hands));
           std::vector<uint32_t>& row = rows.emplace_back();

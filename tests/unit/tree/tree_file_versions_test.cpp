@@ -40,6 +40,7 @@ class TreeFileVersions : public SolverFixture {
   void TearDown() override {
     std::remove(path_.c_str());
     ResetRuleSettings();
+    TreeInfoLines.clear();
     SolverFixture::TearDown();
   }
 
