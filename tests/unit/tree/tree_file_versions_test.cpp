@@ -146,9 +146,9 @@ class TreeFileVersions : public SolverFixture {
     return reach;
   }
 
-  // walked: absent reach sums at the deal points of the forgotten street
-  // are checked against the walk down from the strategies.
-  void ExpectChanceRecords(bool walked = false) {
+  // Absent reach sums at the deal points of the forgotten street are those
+  // of the walk down the strategies; elsewhere nothing fills them.
+  void ExpectChanceRecords() {
     const bool forgotten = file_.forgottenStreet >= 0;
     for (size_t n = 0; n < spot_.nodes.size(); ++n) {
       const NodeShape& node = spot_.nodes[n];
@@ -167,8 +167,7 @@ class TreeFileVersions : public SolverFixture {
           if (file_.version >= 4) {
             EXPECT_EQ(record.reachSumAbsent[p], uint8_t(absent));
           }
-          // Only the deal points of the forgotten street are walked to.
-          if (absent && (!walked || node.street != file_.forgottenStreet)) continue;
+          if (absent && node.street != file_.forgottenStreet) continue;
           ASSERT_EQ(record.reachSum[p].count, hands) << "player " << p;
           for (int i = 0; i < hands; ++i) {
             const double want = absent ? BoundaryReach(int(n), r, p, combos[size_t(i)])
@@ -348,21 +347,6 @@ INSTANTIATE_TEST_SUITE_P(Legacy, ForgottenStreets,
                            return "Version" + std::to_string(info.param.version) + "Street" +
                                   std::to_string(info.param.street);
                          });
-
-// A reach sum the file leaves out is the reach under the final strategies:
-// the loader walks it down from the rows above the forgotten street.
-TEST_F(TreeFileVersions, AbsentReachSumsAreWalkedDownTheStrategies) {
-  for (int street : {2, 3}) {
-    SCOPED_TRACE(street);
-    BuildFlop();
-    legacy::File file = FileOf(9);
-    file.forgottenStreet = street;
-    file.treeFlags = IncompleteTreeFlag;
-    Load(file);
-    ASSERT_FALSE(HasFatalFailure());
-    ExpectChanceRecords(true);
-  }
-}
 
 // A file that says it holds no values answers an EV of 0 for every hand
 // in range; one that holds values answers them. Disabled until calc_ev
