@@ -3,7 +3,10 @@
 #include <cstring>
 
 #include "storage/kernels/float_regret_update.h"
+#include "storage/lock_record_file.h"
+#include "storage/row_file.h"
 #include "storage/store_rows.h"
+#include "storage/tree_stream.h"
 
 FlopStore::FlopStore(int actions, int hands) : actions(actions), hands(hands) {
   rows.reserve(size_t(actions));
@@ -61,4 +64,31 @@ void FlopStore::AccumulateStrategy(int group, int sub, const FloatVec* values, d
     if (!values[a].data) continue;
     FloatAccumulate(rows[size_t(a)].data, values[a].data, w, lock.handMask.get(), hands);
   }
+}
+
+void FlopStore::Save(TreeWriter& out) const {
+  WriteLockRecord(out, lock);
+  const size_t rowBytes = size_t(hands) * sizeof(float);
+  for (const FloatVec& row : rows) {
+    if (IsAllocated())
+      out.Write(row.data, rowBytes);
+    else
+      WriteZeros(out, rowBytes);
+  }
+}
+
+bool FlopStore::Load(TreeReader& in) {
+  if (!ReadLockRecord(in, lock, hands)) return false;
+  // The rows must be there before they take memory.
+  if (uint64_t(actions) * uint64_t(hands) * sizeof(float) > in.Remaining() || !Allocate()) {
+    in.Fail();
+    return false;
+  }
+  for (FloatVec& row : rows) {
+    if (!ReadFloatRow(in, row.data, hands)) {
+      Release();
+      return false;
+    }
+  }
+  return true;
 }

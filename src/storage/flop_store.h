@@ -36,6 +36,10 @@ class FlopStore : public StrategyStore {
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;
   int64_t EntryCount(int group) const override { return int64_t(actions) * hands; }
   LockRecord* GetLockRecord(int group, int sub) override { return &lock; }
+  // The lock record, then each action's `hands` floats; a store never
+  // allocated saves zeros.
+  void Save(TreeWriter& out) const override;
+  bool Load(TreeReader& in) override;
 
   bool IsAllocated() const { return !rows.empty() && rows[0].data != nullptr; }
 

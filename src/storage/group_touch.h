@@ -38,6 +38,9 @@ class GroupTouch {
     while (state.load(std::memory_order_acquire) != Ready) std::this_thread::yield();
   }
 
+  // The group's rows were filled some other way (a loaded file): they are
+  // not to be cleared. No thread may be touching meanwhile.
+  void MarkTouched(size_t group) { state_[group].store(Ready, std::memory_order_release); }
   bool IsTouched(size_t group) const { return state_[group].load(std::memory_order_acquire) == Ready; }
   // Every group untouched again. No thread may be touching meanwhile.
   void Reset() {

@@ -9,6 +9,7 @@
 #include "setup/failure.h"
 #include "storage/lock_record_file.h"
 #include "storage/packed_arena.h"
+#include "storage/row_file.h"
 #include "storage/store_rows.h"
 #include "storage/stream_arena.h"
 #include "storage/tree_stream.h"
@@ -257,6 +258,11 @@ bool RiverCompressedStore::Load(TreeReader& in) {
     if (!ReadLockRecord(in, lock, layout->entries[size_t(e)].hands)) return false;
   }
   if (sumRows && !in.Read(sumRows->rowShift.data(), sumRows->rowShift.size())) return false;
+  if (sumRows && !RowShiftsValid(sumRows->rowShift.data(), sumRows->rowShift.size())) {
+    Release();
+    in.Fail();
+    return false;
+  }
   uint8_t blocks = 0;
   in.ReadValue(blocks);
   if (in.Failed() || blocks > 1) {
@@ -272,10 +278,14 @@ bool RiverCompressedStore::Load(TreeReader& in) {
       }
     }
   }
-  if (regretRows && formatVersion >= EntryScaleFormatVersion &&
-      !in.Read(regretRows->entryScale.data(), regretRows->entryScale.size() * sizeof(float))) {
-    Release();
-    return false;
+  if (regretRows && formatVersion >= EntryScaleFormatVersion) {
+    std::vector<float>& scales = regretRows->entryScale;
+    // The scale enters every step's weight and the rescale test.
+    if (!in.Read(scales.data(), scales.size() * sizeof(float)) || !AllFinitePositive(scales.data(), scales.size())) {
+      in.Fail();
+      Release();
+      return false;
+    }
   }
   return true;
 }

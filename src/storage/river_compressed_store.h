@@ -70,8 +70,9 @@ class RiverCompressedStore final : public RiverStore {
   // File form: the lock records, the row shifts of the shifted form, a byte
   // saying whether there are blocks and then all of them, and the entry
   // scales of the regret form. Load reads the scales only from
-  // EntryScaleFormatVersion on; false if the record is damaged or doesn't fit,
-  // the store then being left without blocks.
+  // EntryScaleFormatVersion on; false if the record is damaged or doesn't fit
+  // (a row shift above MaxRowShift, a scale not finite and positive), the
+  // store then being left without blocks.
   void Save(TreeWriter& out) const override;
   bool Load(TreeReader& in) override;
 
@@ -98,7 +99,3 @@ class RiverCompressedStore final : public RiverStore {
   std::unique_ptr<RiverU16Store> regretRows;
   std::unique_ptr<RiverShiftSumStore> sumRows;
 };
-
-// Trees before this format version saved no entry scales with compressed
-// regret rows.
-inline constexpr int32_t EntryScaleFormatVersion = 9;

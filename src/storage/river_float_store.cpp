@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "storage/kernels/float_regret_update.h"
+#include "storage/row_file.h"
 #include "storage/store_rows.h"
+#include "storage/tree_stream.h"
 
 void RiverFloatStore::GetStrategy(FloatVec* out, int group, int sub, const float* defaultRow) {
   const int32_t hands = HandCount(group, sub);
@@ -54,4 +56,28 @@ void RiverFloatStore::AccumulateStrategy(int group, int sub, const FloatVec* val
     if (!values[a].data) continue;
     FloatAccumulate(Row<float>(group, entry, a), values[a].data, w, mask, hands);
   }
+}
+
+void RiverFloatStore::Save(TreeWriter& out) const {
+  SaveLocks(out);
+  EachRow([&](int group, int32_t entry, int action, int32_t hands) {
+    if (Readable(group))
+      out.Write(Row<float>(group, entry, action), size_t(hands) * sizeof(float));
+    else
+      WriteZeros(out, size_t(hands) * sizeof(float));
+    return true;
+  });
+}
+
+bool RiverFloatStore::Load(TreeReader& in) {
+  if (!LoadLocks(in) || !AllocateForLoad(in, uint64_t(layout->elements) * sizeof(float))) return false;
+  const bool read = EachRow([&](int group, int32_t entry, int action, int32_t hands) {
+    return ReadFloatRow(in, Row<float>(group, entry, action), hands);
+  });
+  if (!read) {
+    Release();
+    return false;
+  }
+  FinishLoad<float>();
+  return true;
 }

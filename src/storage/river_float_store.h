@@ -18,4 +18,7 @@ class RiverFloatStore : public RiverRowStore {
                      const TieGroups* tieGroups, double weight, int32_t iteration) override;
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;
   int32_t ElementBytes() const override { return 4; }
+  // The entries' lock records, then every row as `hands` floats.
+  void Save(TreeWriter& out) const override;
+  bool Load(TreeReader& in) override;
 };

@@ -8,7 +8,9 @@
 
 #include "storage/kernels/sum_accumulate.h"
 #include "storage/kernels/u16_regret_matching.h"
+#include "storage/row_file.h"
 #include "storage/store_rows.h"
+#include "storage/tree_stream.h"
 
 namespace {
 size_t GroupBytes(const RiverLayout::Span& span) { return (size_t(span.elements) * 2 + 127) & ~size_t(127); }
@@ -104,4 +106,57 @@ void RiverShiftSumStore::AccumulateStrategy(int group, int sub, const FloatVec* 
     const int added = ShiftSumAccumulate(Row(group, entry, a), values[a].data, w2, hands, limit);
     shift = uint8_t(std::min(int(shift) + added, 255));
   }
+}
+
+void RiverShiftSumStore::Save(TreeWriter& out) const {
+  SaveLocks(out);
+  out.WriteValue(uint8_t(formatByte));
+  const size_t actions = size_t(Actions());
+  for (int g = 0; g < layout->groupCount; ++g) {
+    const RiverLayout::Group& group = layout->groups[size_t(g)];
+    out.WriteValue(weightScale);
+    out.Write(rowShift.data() + size_t(group.firstEntry) * actions, size_t(group.entryCount) * actions);
+    const bool rows = groupBuffers[size_t(g)] && touched.IsTouched(size_t(g));
+    EachRowOfGroup(g, [&](int, int32_t entry, int action, int32_t hands) {
+      if (rows)
+        WritePackedRow16(out, Row(g, entry, action), hands);
+      else
+        WriteEmptyPackedRow(out);
+      return true;
+    });
+  }
+}
+
+bool RiverShiftSumStore::Load(TreeReader& in) {
+  if (!LoadLocks(in) || !ReadFormatByte(in, formatByte)) return false;
+  // Per group a scale and the shifts, per row at least its length.
+  const uint64_t least = uint64_t(layout->groupCount) * sizeof(float) + rowShift.size() + uint64_t(RowCount()) * 2;
+  if (least > in.Remaining() || !Allocate()) {
+    in.Fail();
+    return false;
+  }
+  const size_t actions = size_t(Actions());
+  for (int g = 0; g < layout->groupCount; ++g) {
+    const RiverLayout::Group& group = layout->groups[size_t(g)];
+    float scale = 0.0f;
+    uint8_t* shifts = rowShift.data() + size_t(group.firstEntry) * actions;
+    const size_t shiftCount = size_t(group.entryCount) * actions;
+    bool read = in.ReadValue(scale) && in.Read(shifts, shiftCount);
+    if (read && (!AllFinitePositive(&scale, 1) || !RowShiftsValid(shifts, shiftCount))) {
+      in.Fail();
+      read = false;
+    }
+    // The group's part is cleared whole: padding included, as a touch would.
+    std::memset(groupBuffers[size_t(g)], 0, GroupBytes(layout->groupSpans[size_t(g)]));
+    read = read && EachRowOfGroup(g, [&](int, int32_t entry, int action, int32_t hands) {
+             return ReadPackedRow16(in, Row(g, entry, action), hands);
+           });
+    if (!read) {
+      Release();
+      return false;
+    }
+    if (g == 0) weightScale = scale;
+    touched.MarkTouched(size_t(g));
+  }
+  return true;
 }

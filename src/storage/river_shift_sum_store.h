@@ -33,6 +33,12 @@ class RiverShiftSumStore : public RiverStore {
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;
   // As RiverRowStore's: any number of threads may call it at once.
   void TouchGroup(int group);
+  // The entries' lock records and a format byte; then per group the
+  // weight scale (the store has one, written with every group and read
+  // from the first), the group's row shifts and its rows packed with their
+  // lengths. A format byte above formatByte throws "incompatible data".
+  void Save(TreeWriter& out) const override;
+  bool Load(TreeReader& in) override;
 
   uint32_t limit = 65535;
   int32_t formatByte = 1;

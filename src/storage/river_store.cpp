@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "storage/lock_record_file.h"
+#include "storage/tree_stream.h"
+
 RiverStore::RiverStore(const RiverLayout* layout) : layout(layout), locks(size_t(layout->entryCount)) {}
 
 int32_t RiverStore::HandCount(int group, int sub) const {
@@ -20,6 +23,16 @@ int64_t RiverStore::EntryCount(int group) const {
 }
 
 LockRecord* RiverStore::GetLockRecord(int group, int sub) { return &locks[size_t(layout->EntryIndex(group, sub))]; }
+
+void RiverStore::SaveLocks(TreeWriter& out) const {
+  for (const LockRecord& lock : locks) WriteLockRecord(out, lock);
+}
+
+bool RiverStore::LoadLocks(TreeReader& in) {
+  for (size_t e = 0; e < locks.size(); ++e)
+    if (!ReadLockRecord(in, locks[e], layout->entries[e].hands)) return false;
+  return true;
+}
 
 RiverRowStore::RiverRowStore(const RiverLayout* layout)
     : RiverStore(layout), touched(size_t(layout->groupCount)), groupRows(size_t(layout->groupCount), nullptr) {}
@@ -50,4 +63,12 @@ void RiverRowStore::TouchGroup(int group) {
     const RiverLayout::Span& span = layout->groupSpans[size_t(group)];
     std::memset(groupRows[size_t(group)], 0, size_t(span.elements) * size_t(ElementBytes()));
   });
+}
+
+bool RiverRowStore::AllocateForLoad(TreeReader& in, uint64_t leastBytes) {
+  if (leastBytes > in.Remaining() || !Allocate()) {
+    in.Fail();
+    return false;
+  }
+  return true;
 }

@@ -13,6 +13,7 @@
 // working buffer and lends it for the visit.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "storage/group_touch.h"
@@ -39,6 +40,30 @@ class RiverStore : public StrategyStore {
 
  protected:
   int32_t Actions() const { return layout->actions; }
+  // The lock records of every entry in order, as all river file forms
+  // begin. Load: false, with the reader failed, for a damaged record.
+  void SaveLocks(TreeWriter& out) const;
+  bool LoadLocks(TreeReader& in);
+  // Rows of the file forms go group by group, in a group entry by entry,
+  // in an entry action by action. visit(group, entry, action, hands) may
+  // stop the walk by returning false; the result says whether it ran out.
+  template <class Visit>
+  bool EachRowOfGroup(int group, Visit visit) const {
+    const RiverLayout::Group& g = layout->groups[size_t(group)];
+    for (int32_t e = g.firstEntry; e < g.firstEntry + g.entryCount; ++e)
+      for (int a = 0; a < Actions(); ++a)
+        if (!visit(group, e, a, layout->entries[size_t(e)].hands)) return false;
+    return true;
+  }
+  template <class Visit>
+  bool EachRow(Visit visit) const {
+    for (int g = 0; g < layout->groupCount; ++g)
+      if (!EachRowOfGroup(g, visit)) return false;
+    return true;
+  }
+  // Rows of the store: what a loader counts to find the least bytes its
+  // record must still have before it allocates.
+  int64_t RowCount() const { return int64_t(layout->entryCount) * layout->actions; }
 };
 
 class RiverRowStore : public RiverStore {
@@ -75,6 +100,19 @@ class RiverRowStore : public RiverStore {
   }
   // Rows there to read: lent, or in the buffer and cleared.
   bool Readable(int group) const { return HasRows(group) && (!buffer || touched.IsTouched(size_t(group))); }
+  // For a loader: takes the buffer once the reader holds at least
+  // leastBytes more (a damaged count must not cost memory), or fails it.
+  bool AllocateForLoad(TreeReader& in, uint64_t leastBytes);
+  // After a load filled every row: zero padding, every group touched.
+  template <class T>
+  void FinishLoad() {
+    EachRow([&](int group, int32_t entry, int action, int32_t hands) {
+      T* row = Row<T>(group, entry, action);
+      for (int32_t i = hands; i < RiverLayout::Stride(hands); ++i) row[i] = T(0);
+      return true;
+    });
+    for (int g = 0; g < layout->groupCount; ++g) touched.MarkTouched(size_t(g));
+  }
 
  private:
   std::vector<uint8_t*> groupRows;  // null: the group has no rows

@@ -10,7 +10,9 @@
 #include "setup/failure.h"
 #include "storage/kernels/sum_accumulate.h"
 #include "storage/kernels/u16_regret_matching.h"
+#include "storage/row_file.h"
 #include "storage/store_rows.h"
+#include "storage/tree_stream.h"
 
 namespace {
 constexpr uint32_t WideMax = 0xFFFFFF;
@@ -170,4 +172,84 @@ void RiverSumStore::AccumulateStrategy(int group, int sub, const FloatVec* value
       SetElement(group, start + i, Clamp(t, WideMax));
     }
   }
+}
+
+namespace {
+int32_t MostHands(const RiverLayout& layout) {
+  int32_t most = 0;
+  for (const RiverLayout::Entry& e : layout.entries) most = std::max(most, e.hands);
+  return most;
+}
+}  // namespace
+
+void RiverSumStore::Save(TreeWriter& out) const {
+  SaveLocks(out);
+  out.WriteValue(uint8_t(formatByte));
+  std::vector<uint32_t> wideRow(size_t(MostHands(*layout)));
+  for (int g = 0; g < layout->groupCount; ++g) {
+    const uint8_t* buffer = groupBuffers[size_t(g)];
+    const bool wide = buffer && groupWide[size_t(g)];
+    out.WriteValue(uint8_t(wide));
+    EachRowOfGroup(g, [&](int, int32_t entry, int action, int32_t hands) {
+      const int64_t start = RowStart(g, entry, action);
+      if (!buffer) {
+        WriteEmptyPackedRow(out);
+      } else if (!wide) {
+        WritePackedRow16(out, reinterpret_cast<const uint16_t*>(buffer) + start, hands);
+      } else {
+        for (int32_t i = 0; i < hands; ++i) wideRow[size_t(i)] = Element(g, start + i);
+        WritePackedRow24(out, wideRow.data(), hands);
+      }
+      return true;
+    });
+  }
+}
+
+bool RiverSumStore::Load(TreeReader& in) {
+  if (!LoadLocks(in) || !ReadFormatByte(in, formatByte)) return false;
+  // Per group its width byte, per row at least its length.
+  if (uint64_t(layout->groupCount) + uint64_t(RowCount()) * 2 > in.Remaining()) {
+    in.Fail();
+    return false;
+  }
+  Release();
+  std::fill(groupWide.begin(), groupWide.end(), uint8_t(0));
+  std::fill(entryWeight.begin(), entryWeight.end(), 0.0f);
+  std::vector<uint32_t> wideRow(size_t(MostHands(*layout)));
+  auto refuse = [&] {
+    in.Fail();
+    Release();
+    return false;
+  };
+  for (int g = 0; g < layout->groupCount; ++g) {
+    uint8_t wide = 0;
+    if (!in.ReadValue(wide) || wide > 1) return refuse();
+    const RiverLayout::Span& span = layout->groupSpans[size_t(g)];
+    const size_t bytes = wide ? WideBytes(span) : NarrowBytes(span);
+    uint8_t* buffer = static_cast<uint8_t*>(scalable_aligned_malloc(bytes > 0 ? bytes : 1, 16));
+    if (!buffer) return refuse();
+    std::memset(buffer, 0, bytes);
+    groupBuffers[size_t(g)] = buffer;
+    groupWide[size_t(g)] = wide;
+    const bool read = EachRowOfGroup(g, [&](int, int32_t entry, int action, int32_t hands) {
+      const int64_t start = RowStart(g, entry, action);
+      if (!wide) return ReadPackedRow16(in, reinterpret_cast<uint16_t*>(buffer) + start, hands);
+      if (!ReadPackedRow24(in, wideRow.data(), hands)) return false;
+      for (int32_t i = 0; i < hands; ++i) SetElement(g, start + i, wideRow[size_t(i)]);
+      return true;
+    });
+    if (!read) return refuse();
+    if (wide) continue;
+    const RiverLayout::Group& group = layout->groups[size_t(g)];
+    for (int32_t e = group.firstEntry; e < group.firstEntry + group.entryCount; ++e) {
+      uint32_t largest = 0;
+      for (int32_t i = 0; i < layout->entries[size_t(e)].hands; ++i) {
+        uint32_t total = 0;
+        for (int a = 0; a < Actions(); ++a) total += Element(g, RowStart(g, e, a) + i);
+        largest = std::max(largest, total);
+      }
+      entryWeight[size_t(e)] = float(largest);
+    }
+  }
+  return true;
 }

@@ -30,6 +30,14 @@ class RiverSumStore : public RiverStore {
   void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
                      const TieGroups* tieGroups, double weight, int32_t iteration) override {}
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;
+  // The entries' lock records and a format byte; then per group its
+  // groupWide byte and its rows packed with their lengths, 16 or 24 bits
+  // wide. A format byte above formatByte throws "incompatible data".
+  // The file keeps no entry weights: a loaded narrow entry counts the
+  // largest total of one hand's rows as its weight, which never exceeds
+  // the weight it had, so the group still widens before a sum saturates.
+  void Save(TreeWriter& out) const override;
+  bool Load(TreeReader& in) override;
 
   // Turns a narrow group into 24-bit elements.
   void WidenGroup(int group);

@@ -6,7 +6,9 @@
 #include "setup/settings.h"
 #include "storage/kernels/u16_regret_matching.h"
 #include "storage/kernels/u16_regret_update.h"
+#include "storage/row_file.h"
 #include "storage/store_rows.h"
+#include "storage/tree_stream.h"
 
 RiverU16Store::RiverU16Store(const RiverLayout* layout)
     : RiverRowStore(layout), entryScale(size_t(layout->entryCount), 1.0f) {}
@@ -167,4 +169,41 @@ void RiverU16Store::RescaleCheck(int group, int sub, int32_t iteration) {
     Rescale(group, sub, float(factor));
   }
   if (m > 60000) Rescale(group, sub, 0.5f);
+}
+
+void RiverU16Store::Save(TreeWriter& out) const {
+  SaveLocks(out);
+  EachRow([&](int group, int32_t entry, int action, int32_t hands) {
+    if (Readable(group))
+      WritePackedRow16(out, Row<uint16_t>(group, entry, action), hands);
+    else
+      WriteEmptyPackedRow(out);
+    return true;
+  });
+  out.Write(entryScale.data(), entryScale.size() * sizeof(float));
+}
+
+bool RiverU16Store::Load(TreeReader& in) {
+  const bool packed = in.formatVersion >= PackedRowsFormatVersion;
+  const bool scales = in.formatVersion >= EntryScaleFormatVersion;
+  const uint64_t least = (packed ? uint64_t(RowCount()) * sizeof(uint16_t) : uint64_t(layout->elements) * 2) +
+                         (scales ? entryScale.size() * sizeof(float) : 0);
+  // Allocate sets every scale to 1, which older files keep.
+  if (!LoadLocks(in) || !AllocateForLoad(in, least)) return false;
+  const bool read = EachRow([&](int group, int32_t entry, int action, int32_t hands) {
+    uint16_t* row = Row<uint16_t>(group, entry, action);
+    return packed ? ReadPackedRow16(in, row, hands) : in.Read(row, size_t(hands) * sizeof(uint16_t));
+  });
+  if (!read || (scales && !in.Read(entryScale.data(), entryScale.size() * sizeof(float)))) {
+    Release();
+    return false;
+  }
+  // The scale enters every step's weight and the rescale test.
+  if (!AllFinitePositive(entryScale.data(), entryScale.size())) {
+    in.Fail();
+    Release();
+    return false;
+  }
+  FinishLoad<uint16_t>();
+  return true;
 }

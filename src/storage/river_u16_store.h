@@ -32,6 +32,11 @@ class RiverU16Store : public RiverRowStore {
   // Regret rows only: strategy sums never live here.
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override {}
   int32_t ElementBytes() const override { return 2; }
+  // The entries' lock records, every row packed with its length, then
+  // entryScale. Older files: raw rows before PackedRowsFormatVersion, no
+  // scales (all 1) before EntryScaleFormatVersion.
+  void Save(TreeWriter& out) const override;
+  bool Load(TreeReader& in) override;
 
   // Multiplies the entry's rows and its scale by factor.
   void Rescale(int group, int sub, float factor);
@@ -46,3 +51,9 @@ class RiverU16Store : public RiverRowStore {
   float StepWeight(int32_t entry, double weight) const;
   void AverageRows(int group, int32_t entry, const TieGroups* tieGroups);
 };
+
+// Format versions of tree files that changed the 16-bit regret rows: from
+// the first they are packed, from the second their entry scales are saved
+// (before it they load as 1, here and in the compressed store).
+inline constexpr int32_t PackedRowsFormatVersion = 4;
+inline constexpr int32_t EntryScaleFormatVersion = 9;

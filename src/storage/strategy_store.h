@@ -13,7 +13,6 @@
 #include <memory>
 #include <vector>
 
-#include "setup/failure.h"
 #include "storage/float_vec.h"
 
 class MemoryArena;
@@ -108,6 +107,6 @@ class StrategyStore {
   // Load reads the form of the reader's format version into a store that
   // was just made; false, with the reader failed, for a record that is
   // damaged, doesn't fit this store or holds numbers no solve can make.
-  virtual void Save(TreeWriter& out) const { FatalError("no file form"); }
-  virtual bool Load(TreeReader& in) { FatalError("no file form"); }
+  virtual void Save(TreeWriter& out) const = 0;
+  virtual bool Load(TreeReader& in) = 0;
 };

@@ -25,3 +25,17 @@ int64_t TurnStore::EntryCount(int group) const {
   for (const FlopStore& child : children) total += child.EntryCount(0);
   return total;
 }
+
+void TurnStore::Save(TreeWriter& out) const {
+  for (const FlopStore& child : children) child.Save(out);
+}
+
+bool TurnStore::Load(TreeReader& in) {
+  for (FlopStore& child : children) {
+    if (!child.Load(in)) {
+      Release();
+      return false;
+    }
+  }
+  return true;
+}

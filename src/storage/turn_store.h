@@ -40,6 +40,9 @@ class TurnStore : public StrategyStore {
   }
   int64_t EntryCount(int group) const override;
   LockRecord* GetLockRecord(int group, int sub) override { return children[size_t(group)].GetLockRecord(0, 0); }
+  // The children's forms in group order, nothing between them.
+  void Save(TreeWriter& out) const override;
+  bool Load(TreeReader& in) override;
 
   std::vector<FlopStore> children;
 };

@@ -462,6 +462,14 @@ TEST(RiverCompressedStore, FileFormRoundTripsAndDamageIsRefused) {
       damaged[4 + 4 + 4] = 9;  // the mask's size, above the board's 8 hands
       TreeReader badMask(damaged.data(), damaged.size());
       EXPECT_FALSE(LoadAt(target, badMask, 10));
+      // A row shift above 31, an entry scale that isn't a positive number.
+      if (form != Form::PlainSum) {
+        damaged = record;
+        if (form == Form::ShiftedSum) damaged[blocksByte - 1] = 32;
+        if (form == Form::Regret) std::memcpy(damaged.data() + damaged.size() - 4, "\0\0\xC0\x7F", 4);  // NaN
+        TreeReader badNumber(damaged.data(), damaged.size());
+        EXPECT_FALSE(LoadAt(target, badNumber, 10));
+      }
       // Bytes of the blocks flipped one at a time: refused or loaded, never
       // a crash. (Rows that don't decode stop the process in the codec.)
       for (size_t at = blocksByte + 1; at < record.size(); at += 3) {

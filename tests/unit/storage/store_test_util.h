@@ -60,6 +60,8 @@ class StandInStore : public StrategyStore {
     asked = {group, sub};
     return &lock_;
   }
+  void Save(TreeWriter&) const override {}
+  bool Load(TreeReader&) override { return true; }
   std::pair<int, int> asked{-2, -2};  // the row of the last lock read
 
  private:
