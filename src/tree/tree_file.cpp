@@ -342,10 +342,8 @@ void RefuseTreeFile(const TreeReader& in, const char* what) {
 TreeFileHead ReadTreeFileHead(TreeReader& in) {
   TreeFileHead head;
   char magic[4] = {};
-  if (!in.Read(magic, sizeof magic) || std::memcmp(magic, Magic, sizeof magic) != 0) {
-    if (in.ReadErrno()) RefuseTreeFile(in, "");
-    throw CommandFailure("invalid file");
-  }
+  if (!in.Read(magic, sizeof magic)) RefuseTreeFile(in, "magic");
+  if (std::memcmp(magic, Magic, sizeof magic) != 0) throw CommandFailure("invalid file");
   head.version = Get<int32_t>(in, "version");
   if (head.version > TreeFileVersion) throw CommandFailure("unsupported data format, update to latest version");
   if (head.version < 1) RefuseTreeFile(in, "version");
