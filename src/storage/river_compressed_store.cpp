@@ -245,7 +245,8 @@ void RiverCompressedStore::Save(TreeWriter& out) const {
         MakeArena(EntryCount(int(&arena - arenas.data())))->Save(out);
       }
     }
-  if (regretRows) out.Write(regretRows->entryScale.data(), regretRows->entryScale.size() * sizeof(float));
+  if (regretRows && out.formatVersion >= EntryScaleFormatVersion)
+    out.Write(regretRows->entryScale.data(), regretRows->entryScale.size() * sizeof(float));
 }
 
 bool RiverCompressedStore::Load(TreeReader& in) {

@@ -172,15 +172,24 @@ void RiverU16Store::RescaleCheck(int group, int sub, int32_t iteration) {
 }
 
 void RiverU16Store::Save(TreeWriter& out) const {
+  const bool packed = out.formatVersion >= PackedRowsFormatVersion;
   SaveLocks(out);
   EachRow([&](int group, int32_t entry, int action, int32_t hands) {
-    if (Readable(group))
+    const bool rows = Readable(group);
+    if (packed && rows)
       WritePackedRow16(out, Row<uint16_t>(group, entry, action), hands);
-    else
+    else if (packed)
       WriteEmptyPackedRow(out);
+    else if (rows)
+      out.Write(Row<uint16_t>(group, entry, action), size_t(hands) * sizeof(uint16_t));
+    else
+      WriteZeros(out, size_t(hands) * sizeof(uint16_t));
     return true;
   });
-  out.Write(entryScale.data(), entryScale.size() * sizeof(float));
+  // Files before the scales load them as 1: only ratios within an entry
+  // are read, so its rows still say the same.
+  if (out.formatVersion >= EntryScaleFormatVersion)
+    out.Write(entryScale.data(), entryScale.size() * sizeof(float));
 }
 
 bool RiverU16Store::Load(TreeReader& in) {

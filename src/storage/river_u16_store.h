@@ -33,8 +33,9 @@ class RiverU16Store : public RiverRowStore {
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override {}
   int32_t ElementBytes() const override { return 2; }
   // The entries' lock records, every row packed with its length, then
-  // entryScale. Older files: raw rows before PackedRowsFormatVersion, no
-  // scales (all 1) before EntryScaleFormatVersion.
+  // entryScale. Both read and write the form of the stream's version:
+  // raw rows before PackedRowsFormatVersion, no scales (all 1) before
+  // EntryScaleFormatVersion.
   void Save(TreeWriter& out) const override;
   bool Load(TreeReader& in) override;
 

@@ -104,9 +104,11 @@ class StrategyStore {
   virtual LockRecord* GetLockRecord(int group, int sub) = 0;
   // The file form: everything the store holds, locks included, with no tag
   // of its own (the reader makes the same class from the tree's shape).
-  // Load reads the form of the reader's format version into a store that
-  // was just made; false, with the reader failed, for a record that is
-  // damaged, doesn't fit this store or holds numbers no solve can make.
+  // Save writes the form of the writer's format version (the newest unless
+  // the tree is older); Load reads the form of the reader's into a store
+  // that was just made, allocating what it fills: false, with the reader
+  // failed, for a record that is damaged, doesn't fit this store or holds
+  // numbers no solve can make.
   virtual void Save(TreeWriter& out) const = 0;
   virtual bool Load(TreeReader& in) = 0;
 };

@@ -20,6 +20,9 @@
 
 static_assert(std::endian::native == std::endian::little);
 
+// The format version of tree files this build makes.
+inline constexpr int32_t NewestFormatVersion = 10;
+
 class TreeReader {
  public:
   // Reads the bytes of a buffer that outlives the reader.
@@ -74,6 +77,10 @@ class TreeWriter {
   }
   // False once any write to the file has failed (a full disk).
   bool Good() const { return !failed_; }
+
+  // The format version of the file being written: the stores write the
+  // forms of that version, so that a tree may be saved in its own.
+  int32_t formatVersion = NewestFormatVersion;
 
  private:
   std::vector<uint8_t>* memory_ = nullptr;

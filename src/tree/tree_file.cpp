@@ -331,6 +331,81 @@ bool HasStrategyRows(const TreeNode& node, int32_t forgottenStreet) {
   return node.store0 && node.street < forgottenStreet;
 }
 
+// Rows of a row block as this program writes them: packed rows where the
+// version has a mode byte, which are read and written at the speed of the
+// disk, and otherwise a stream block of the 24-stream codec, assembled in
+// memory and written behind its chunk sizes when the block ends.
+class RowBlockWriter {
+ public:
+  explicit RowBlockWriter(TreeWriter& out) : out_(out) {
+    if (out.formatVersion >= BlockModeVersion) {
+      constexpr uint8_t PackedRowMode = 1;
+      out.WriteValue(PackedRowMode);
+      return;
+    }
+    writer_ = CreateWriter(StreamCodecId, nullptr, nullptr, &Output, this);
+  }
+  ~RowBlockWriter() {
+    if (!writer_) return;
+    writer_.reset();  // flushes into the chunks
+    for (const std::vector<uint8_t>& chunk : chunks_) {
+      out_.WriteValue(uint64_t(chunk.size()));
+      out_.Write(chunk.data(), chunk.size());
+    }
+  }
+  RowBlockWriter(const RowBlockWriter&) = delete;
+  RowBlockWriter& operator=(const RowBlockWriter&) = delete;
+
+  void Row32(const uint32_t* row, int32_t count) {
+    if (writer_) return WriteRow32(*writer_, row, nullptr, size_t(count));
+    Packed(PackRow32(row, size_t(count), bytes_));
+  }
+  void Row16(const uint16_t* row, int32_t count) {
+    if (writer_) return WriteRow16(*writer_, row, nullptr, size_t(count));
+    Packed(PackRow16(row, size_t(count), bytes_));
+  }
+
+ private:
+  static void Output(void* context, uint32_t stream, const void* data, size_t size) {
+    auto& block = *static_cast<RowBlockWriter*>(context);
+    const auto* bytes = static_cast<const uint8_t*>(data);
+    block.chunks_[stream].insert(block.chunks_[stream].end(), bytes, bytes + size);
+  }
+  void Packed(size_t size) {
+    out_.WriteValue(int16_t(size));
+    out_.Write(bytes_, size);
+  }
+
+  TreeWriter& out_;
+  std::unique_ptr<CodecWriter> writer_;
+  std::vector<uint8_t> chunks_[CodecStreamCount];
+  uint8_t bytes_[PackedRow32Bound(MaxRowCount)];
+};
+
+// A chance record in the form of the version: the compact one with its
+// absent bytes, or before it all six vectors in full.
+void WriteChanceRecord(TreeWriter& out, const ChanceRecord& record, int32_t version) {
+  if (version >= CompactVersion) {
+    out.Write(record.reachSumAbsent, sizeof record.reachSumAbsent);
+    for (int p = 0; p < 2; ++p)
+      if (!record.reachSumAbsent[p]) WriteReachSum(out, record.reachSum[p]);
+  } else {
+    const FloatVec* vectors[6] = {&record.reachSum[0],     &record.reachSum[1],     &record.storedValueA[0],
+                                  &record.storedValueA[1], &record.storedValueB[0], &record.storedValueB[1]};
+    for (const FloatVec* vector : vectors) {
+      const int32_t count = vector->data ? vector->count : 0;
+      out.WriteValue(count);
+      for (int32_t i = 0; i < count; ++i)
+        if (version < FloatChanceVersion)
+          out.WriteValue(double(vector->data[i]));
+        else
+          out.WriteValue(vector->data[i]);
+    }
+  }
+  out.WriteValue(record.frozen);
+  out.WriteValue(record.resolvedCards);
+}
+
 }  // namespace
 
 void RefuseTreeFile(const TreeReader& in, const char* what) {
@@ -342,10 +417,8 @@ void RefuseTreeFile(const TreeReader& in, const char* what) {
 TreeFileHead ReadTreeFileHead(TreeReader& in) {
   TreeFileHead head;
   char magic[4] = {};
-  if (!in.Read(magic, sizeof magic) || std::memcmp(magic, Magic, sizeof magic) != 0) {
-    if (in.ReadErrno()) RefuseTreeFile(in, "");
-    throw CommandFailure("invalid file");
-  }
+  if (!in.Read(magic, sizeof magic)) RefuseTreeFile(in, "magic");
+  if (std::memcmp(magic, Magic, sizeof magic) != 0) throw CommandFailure("invalid file");
   head.version = Get<int32_t>(in, "version");
   if (head.version > TreeFileVersion) throw CommandFailure("unsupported data format, update to latest version");
   if (head.version < 1) RefuseTreeFile(in, "version");
@@ -501,13 +574,17 @@ std::vector<std::string> ReadInfoLines(TreeReader& in) {
 
 bool WriteTreeFile(SolverContext& context, TreeWriter& out, const std::vector<std::string>& infoLines,
                    AverageStrategyReader averageStrategy) {
+  const int32_t version = context.formatVersion;
   const int32_t forgotten = context.forgottenStreet;
-  const bool valueless = context.valueless != 0;
+  const bool valueless = context.valueless != 0 && version >= CompactVersion;
+  out.formatVersion = version;
   out.Write(Magic, sizeof Magic);
-  out.WriteValue(TreeFileVersion);
-  out.WriteValue(uint8_t(valueless));
-  const std::array<uint8_t, RuleSettingBytes> rules = SaveRuleSettings();
-  out.Write(rules.data(), rules.size());
+  out.WriteValue(version);
+  if (version >= CompactVersion) out.WriteValue(uint8_t(valueless));
+  if (version >= RuleBytesVersion) {
+    const std::array<uint8_t, RuleSettingBytes> rules = SaveRuleSettings();
+    out.Write(rules.data(), rules.size());
+  }
   out.WriteValue(TreeBoard.flop);
   out.WriteValue(TreeBoard.turn);
   out.WriteValue(TreeBoard.river);
@@ -525,79 +602,69 @@ bool WriteTreeFile(SolverContext& context, TreeWriter& out, const std::vector<st
   out.WriteValue(context.iteration);
 
   for (TreeNode& node : context.nodes) {
-    if (TableKept(node, forgotten, TreeFileVersion))
-      for (int r = 0; r < node.chanceCount; ++r) {
-        const ChanceRecord& record = node.chance[size_t(r)];
-        out.Write(record.reachSumAbsent, sizeof record.reachSumAbsent);
-        for (int p = 0; p < 2; ++p)
-          if (!record.reachSumAbsent[p]) WriteReachSum(out, record.reachSum[p]);
-        out.WriteValue(record.frozen);
-        out.WriteValue(record.resolvedCards);
-      }
-    if (forgotten < 0) {
+    if (TableKept(node, forgotten, version))
+      for (int r = 0; r < node.chanceCount; ++r) WriteChanceRecord(out, node.chance[size_t(r)], version);
+    if (forgotten < 0 || version < CompactVersion) {
       if (node.store0) node.store0->Save(out);
       if (node.store1) node.store1->Save(out);
     }
   }
 
-  // Section 2 and 3: the stored values, in packed rows of zigzag
-  // hundredths. Packed rows, not a stream block: they are read and written
-  // at the speed of the disk, and the values are a small part of a file.
-  constexpr uint8_t PackedRowMode = 1;
-  for (TreeNode& node : context.nodes) {
-    if (!TableKept(node, forgotten, TreeFileVersion)) continue;
-    for (int r = 0; r < node.chanceCount; ++r)
-      for (FloatVec* values : StoredValues(node.chance[size_t(r)]))
-        out.WriteValue(values->data ? values->count : int32_t(0));
-  }
-  uint8_t packed[PackedRow32Bound(MaxRowCount)];
-  if (!valueless) {
-    out.WriteValue(PackedRowMode);
-    uint32_t symbols[MaxRowCount];
+  if (version >= CompactVersion) {
+    // Sections 2 and 3: the stored values, as zigzag hundredths.
     for (TreeNode& node : context.nodes) {
-      if (!TableKept(node, forgotten, TreeFileVersion)) continue;
+      if (!TableKept(node, forgotten, version)) continue;
       for (int r = 0; r < node.chanceCount; ++r)
-        for (FloatVec* values : StoredValues(node.chance[size_t(r)])) {
-          if (!values->data) continue;
-          for (int32_t h = 0; h < values->count; ++h) symbols[h] = ZigZag(Hundredths(values->data[h]));
-          const size_t size = PackRow32(symbols, size_t(values->count), packed);
-          out.WriteValue(int16_t(size));
-          out.Write(packed, size);
-        }
+        for (FloatVec* values : StoredValues(node.chance[size_t(r)]))
+          out.WriteValue(values->data ? values->count : int32_t(0));
     }
-  }
-
-  // Section 4: the average strategy above the forgotten street, in
-  // thousandths rounded to the nearest, the last action implied.
-  if (forgotten >= 0) {
-    out.WriteValue(PackedRowMode);
-    uint16_t thousandths[MaxRowCount];
-    std::vector<FloatVec> rows;
-    for (TreeNode& node : context.nodes) {
-      if (!HasStrategyRows(node, forgotten)) continue;
-      const int actions = node.ActionCount();
-      rows.resize(size_t(actions));
-      for (int board = 0; board < BoardCount(context, node); ++board) {
-        const int32_t hands = BoardHands(context, node, board);
-        averageStrategy(context, node, node.street == 1 ? -1 : board, hands, rows.data());
-        for (int a = 0; a + 1 < actions; ++a) {
-          const FloatVec& row = rows[size_t(a)];
-          for (int32_t h = 0; h < hands; ++h) {
-            const float p = row.data ? row.data[h] : 0.0f;
-            thousandths[h] = uint16_t(std::clamp(std::nearbyint(p * StrategyTotal), 0.0f, StrategyTotal));
+    if (!valueless) {
+      RowBlockWriter block(out);
+      uint32_t symbols[MaxRowCount];
+      for (TreeNode& node : context.nodes) {
+        if (!TableKept(node, forgotten, version)) continue;
+        for (int r = 0; r < node.chanceCount; ++r)
+          for (FloatVec* values : StoredValues(node.chance[size_t(r)])) {
+            if (!values->data) continue;
+            for (int32_t h = 0; h < values->count; ++h) symbols[h] = ZigZag(Hundredths(values->data[h]));
+            block.Row32(symbols, values->count);
           }
-          const size_t size = PackRow16(thousandths, size_t(hands), packed);
-          out.WriteValue(int16_t(size));
-          out.Write(packed, size);
-        }
       }
     }
+
+    // Section 4: the strategy above the forgotten street, as a query shows
+    // it, in thousandths rounded to the nearest, the last action implied.
+    if (forgotten >= 0) {
+      RowBlockWriter block(out);
+      uint16_t thousandths[MaxRowCount];
+      std::vector<FloatVec> rows;
+      for (TreeNode& node : context.nodes) {
+        if (!HasStrategyRows(node, forgotten)) continue;
+        const int actions = node.ActionCount();
+        rows.resize(size_t(actions));
+        for (int board = 0; board < BoardCount(context, node); ++board) {
+          const int32_t hands = BoardHands(context, node, board);
+          averageStrategy(context, node, node.street == 1 ? -1 : board, hands, rows.data());
+          for (int a = 0; a + 1 < actions; ++a) {
+            const FloatVec& row = rows[size_t(a)];
+            for (int32_t h = 0; h < hands; ++h) {
+              const float p = row.data ? row.data[h] : 0.0f;
+              thousandths[h] = uint16_t(std::clamp(std::nearbyint(p * StrategyTotal), 0.0f, StrategyTotal));
+            }
+            block.Row16(thousandths, hands);
+          }
+        }
+      }
+      for (FloatVec& row : rows) ReleaseVector(row);
+    }
   }
 
-  out.WriteValue(int32_t(infoLines.size()));
-  for (const std::string& line : infoLines) {
-    out.WriteValue(int32_t(line.size()));
-    out.Write(line.data(), line.size());
+  if (version >= InfoLinesVersion) {
+    out.WriteValue(int32_t(infoLines.size()));
+    for (const std::string& line : infoLines) {
+      out.WriteValue(int32_t(line.size()));
+      out.Write(line.data(), line.size());
+    }
   }
   return out.Good();
 }

@@ -17,8 +17,10 @@
 // "can't read from file (...)". Nothing of a refused file is trusted
 // afterwards: the caller throws the half-loaded tree away.
 //
-// Old files are read in the form of their version; new files are written
-// at TreeFileVersion, whatever version the tree was loaded from.
+// Old files are read in the form of their version, and a tree keeps that
+// version: its stores are of the classes the version chose, which a file of
+// another version would read as others. So a tree is written in the form
+// of its own version, which for every tree built here is TreeFileVersion.
 #pragma once
 
 #include <array>
@@ -27,14 +29,13 @@
 #include <vector>
 
 #include "setup/board.h"
+#include "storage/tree_stream.h"
 
-class TreeReader;
-class TreeWriter;
 struct FloatVec;
 struct SolverContext;
 struct TreeNode;
 
-inline constexpr int32_t TreeFileVersion = 10;
+inline constexpr int32_t TreeFileVersion = NewestFormatVersion;
 
 // What the head of a file holds before the lines: read into the set-up.
 struct TreeFileHead {
@@ -68,8 +69,8 @@ using AverageStrategyReader = void (*)(SolverContext& context, TreeNode& node, i
 void ReadNodeData(SolverContext& context, TreeReader& in, bool valueless);
 std::vector<std::string> ReadInfoLines(TreeReader& in);
 
-// The whole file of the tree at TreeFileVersion. The stores must have
-// their memory. Returns false if a write failed.
+// The whole file of the tree in the form of its format version. The stores
+// must have their memory. Returns false if a write failed.
 bool WriteTreeFile(SolverContext& context, TreeWriter& out, const std::vector<std::string>& infoLines,
                    AverageStrategyReader averageStrategy);
 

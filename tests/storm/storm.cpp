@@ -153,9 +153,25 @@ class Storm {
     } else if (kind < 69) {
       Build(Pick(spots_.size()), Chance(0.7));
     } else if (kind < 70) {
-      Send("free_tree");
+      if (Chance(0.5))
+        Send("free_tree");
+      else
+        TreeFile();
     } else {
       Setting();
+    }
+  }
+
+  // A dump or load is refused while the solver runs; one that goes
+  // through writes or replaces the tree under the queries that follow.
+  void TreeFile() {
+    const bool idle = !SolverIsRunning();
+    if (Chance(0.5)) {
+      Send("dump_tree " + file_);
+      if (idle) dumped_ = current_;
+    } else {
+      Send("load_tree " + file_);
+      if (idle) current_ = dumped_;
     }
   }
 
@@ -206,6 +222,14 @@ class Storm {
   std::mt19937_64 random_;
   const std::vector<Spot>& spots_;
   size_t current_ = 0;
+  size_t dumped_ = 0;
+  std::string file_ = "/tmp/kestrune_storm_" + std::to_string(getpid()) + ".tree";
+
+ public:
+  ~Storm() {
+    std::remove(file_.c_str());
+    std::remove((file_ + ".partial").c_str());
+  }
 };
 
 }  // namespace

@@ -7,28 +7,31 @@
 # loaded tree goes on from where the saved one stood.
 #
 # Case file lines: "@ line" goes to both processes (settings a tree file
-# doesn't carry), "? query" is asked, "steps N M" the steps before the dump
-# and after it, anything else goes to the first process only (the spot).
+# doesn't carry), "! line" to the first after its first solve (locks and
+# info lines, which the file must carry), "? query" is asked, "steps N M"
+# the steps before the dump and after it, anything else to the first
+# process only (the spot). Neither process measures while it solves.
 set -u
-program=$1
-case_file=$2
+program=$(realpath "$1")
+case_file=$(realpath "$2")
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cd "$(dirname "$case_file")"
 
-both=() first=() queries=() before=10 after=5
+both=("set_info_freq 1000000") first=() later=() queries=() before=10 after=5
 while IFS= read -r line || [ -n "$line" ]; do
   case "$line" in
     "" | "#"*) ;;
     "@ "*) both+=("${line#@ }") ;;
     "? "*) queries+=("${line#? }") ;;
+    "! "*) later+=("${line#! }") ;;
     "steps "*) read -r _ before after <<< "$line" ;;
     *) first+=("$line") ;;
   esac
 done < "$case_file"
 
 ask() {
-  echo "echo ==== $1"
+  echo "echo ====$1"
   printf '%s\n' "${queries[@]}"
 }
 
@@ -38,6 +41,7 @@ ask() {
   echo "build_tree"
   echo "go $before steps"
   echo "wait_for_solver"
+  printf '%s\n' "${later[@]}"
   echo "dump_tree $scratch/saved.tree"
   ask loaded
   echo "go $after steps"
@@ -60,7 +64,7 @@ ask() {
 "$program" < "$scratch/second.in" > "$scratch/second.out" 2>&1 || { echo "second process failed"; tail "$scratch/second.out"; exit 1; }
 # Only what the queries answered: from the first marker on, without the
 # solver's own lines.
-replies() { sed -n '/^==== loaded/,$p' "$1" | grep -v '^SOLVER'; }
+replies() { sed -n '/^====loaded/,$p' "$1" | grep -v '^SOLVER'; }
 replies "$scratch/first.out" > "$scratch/first.replies"
 replies "$scratch/second.out" > "$scratch/second.replies"
 grep -q '^ERROR' "$scratch/first.replies" "$scratch/second.replies" && { echo "a query failed:"; grep -h '^ERROR' "$scratch"/*.replies | head; exit 1; }

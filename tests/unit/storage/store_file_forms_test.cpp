@@ -34,9 +34,10 @@ Bytes& Put(Bytes& bytes, std::initializer_list<uint8_t> raw) {
   return bytes;
 }
 
-Bytes Saved(const StrategyStore& store) {
+Bytes Saved(const StrategyStore& store, int32_t version = NewestFormatVersion) {
   Bytes bytes;
   TreeWriter writer(bytes);
+  writer.formatVersion = version;
   store.Save(writer);
   return bytes;
 }
@@ -148,7 +149,7 @@ auto Patched(Bytes bytes, size_t at, auto value) {
 }
 const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
 
-TEST(StoreFileForm, OlderRegretFormsReadAndSaveAsTheNewest) {
+TEST(StoreFileForm, OlderRegretFormsReadAndSaveInTheirOwnAndTheNewest) {
   Bytes raw, packed, scaled;
   Put(raw, uint32_t(0));
   for (uint16_t x : {30, 10, 0, 10, 30, 0}) Put(raw, x);
@@ -166,6 +167,7 @@ TEST(StoreFileForm, OlderRegretFormsReadAndSaveAsTheNewest) {
               (std::vector<std::vector<float>>{{0.75f, 0.25f, 0.9f}, {0.25f, 0.75f, 0.1f}}));
     Bytes newest = packed;
     EXPECT_EQ(Saved(store), Put(newest, form.scale));
+    EXPECT_EQ(Saved(store, form.version), form.bytes);
   }
   // Scales that aren't finite and positive; packed lengths above the bound
   // of three values (7), short of the row or past it; control byte 0.

@@ -38,7 +38,7 @@ class TreeFileTest : public SolverFixture {
 
   // A small river spot with bets and raises, solved a few steps, as a file.
   Bytes SolvedRiverFile() {
-    RunScript(SourcePath("tests/protocol/data/tree_small_ranges.txt"));
+    ExecuteCommand({"load_script", SourcePath("tests/protocol/data/tree_small_ranges.txt")});
     BuildSpot("Qs Jh 2h", "8d", "3c", {"0 0", "0 50 50", "0 50 150 150", "50 50", "50 200 200"});
     return DumpAfter(8);
   }
