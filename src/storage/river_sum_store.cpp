@@ -116,7 +116,12 @@ void RiverSumStore::GetStrategy(FloatVec* out, int group, int sub, const float* 
     return;
   }
   const int32_t entry = layout->EntryIndex(group, sub);
+  // Hands without sums read evenly spread, as trees of this form always
+  // did; but a default row that no strategy can be (negative: the average's
+  // mark for "no sums here") passes through, so that the reader can take
+  // another strategy for those hands, as it does with every other store.
   std::vector<float> fallback(static_cast<size_t>(actions), defaultRow ? 1.0f / float(actions) : 0.0f);
+  if (defaultRow && defaultRow[0] < 0.0f) fallback.assign(defaultRow, defaultRow + actions);
   std::vector<float*> outRows(static_cast<size_t>(actions));
   for (int a = 0; a < actions; ++a) {
     ResizeVector(out[a], hands);

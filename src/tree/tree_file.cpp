@@ -523,9 +523,10 @@ void ReadNodeData(SolverContext& context, TreeReader& in, bool valueless) {
       for (TreeNode& node : nodes) {
         if (!TableKept(node, forgotten, version)) continue;
         for (int r = 0; r < node.chanceCount; ++r)
+          // An empty vector has its row too: a row of no numbers.
           for (FloatVec* values : StoredValues(node.chance[size_t(r)])) {
+            block.Row32(symbols, values->data ? values->count : 0);
             if (!values->data) continue;
-            block.Row32(symbols, values->count);
             for (int32_t h = 0; h < values->count; ++h) values->data[h] = float(UnZigZag(symbols[h])) * ValueStep;
           }
       }
@@ -625,9 +626,9 @@ bool WriteTreeFile(SolverContext& context, TreeWriter& out, const std::vector<st
         if (!TableKept(node, forgotten, version)) continue;
         for (int r = 0; r < node.chanceCount; ++r)
           for (FloatVec* values : StoredValues(node.chance[size_t(r)])) {
-            if (!values->data) continue;
-            for (int32_t h = 0; h < values->count; ++h) symbols[h] = ZigZag(Hundredths(values->data[h]));
-            block.Row32(symbols, values->count);
+            const int32_t count = values->data ? values->count : 0;
+            for (int32_t h = 0; h < count; ++h) symbols[h] = ZigZag(Hundredths(values->data[h]));
+            block.Row32(symbols, count);
           }
       }
     }
