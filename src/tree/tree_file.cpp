@@ -109,7 +109,7 @@ class RowBlock {
     auto& block = *static_cast<RowBlock*>(context);
     const std::vector<uint8_t>& chunk = block.chunks_[stream];
     const size_t n = std::min(size, chunk.size() - block.at_[stream]);
-    std::memcpy(data, chunk.data() + block.at_[stream], n);
+    if (n) std::memcpy(data, chunk.data() + block.at_[stream], n);
     block.at_[stream] += n;
     return n;
   }
