@@ -4,17 +4,9 @@
 #include <utility>
 #include <vector>
 
-#include "storage/codecs/codec.h"
 #include "solver/river_chains.h"
+#include "storage/codec_failure_note.h"
 #include "tree/solver_context.h"
-
-namespace {
-
-std::atomic<bool> BlockFailed{false};
-
-void NoteFailure(CodecFailure) { BlockFailed.store(true, std::memory_order_relaxed); }
-
-}  // namespace
 
 bool CheckRiverBlocks(SolverContext& context) {
   const bool stores[2] = {RiverChainsCompress(context, false), RiverChainsCompress(context, true)};
@@ -26,12 +18,11 @@ bool CheckRiverBlocks(SolverContext& context) {
       for (int turn = 0; turn < turns; ++turn) visits.emplace_back(&node, turn);
 
   // The loader runs alone: no solver thread reads the hook meanwhile.
-  BlockFailed = false;
-  const CodecFailureHook previous = SetCodecFailureHook(NoteFailure);
+  const CodecFailureNote note;
   const bool keep[2] = {false, false};
 #pragma omp parallel for schedule(dynamic)
   for (size_t i = 0; i < visits.size(); ++i) {
-    if (BlockFailed.load(std::memory_order_relaxed)) continue;
+    if (note.Failed()) continue;
     auto [top, turn] = visits[i];
     for (int second = 0; second < 2; ++second) {
       if (!stores[second]) continue;
@@ -39,6 +30,5 @@ bool CheckRiverBlocks(SolverContext& context) {
       CloseRiverChains(context, *top, turn, RiverChainSet{second != 0, -1}, keep);
     }
   }
-  SetCodecFailureHook(previous);
-  return !BlockFailed;
+  return !note.Failed();
 }

@@ -12,8 +12,7 @@
 #include "setup/failure.h"
 #include "setup/ranges.h"
 #include "setup/settings.h"
-#include "storage/codecs/codec.h"
-#include "storage/codecs/packed_row.h"
+#include "storage/row_block.h"
 #include "storage/tree_stream.h"
 #include "tree/schematic_tree.h"
 #include "tree/solver_context.h"
@@ -27,7 +26,6 @@ constexpr int ComboCount = 1326;
 constexpr int32_t FloatChanceVersion = 2;      // chance arrays as floats, not doubles
 constexpr int32_t ForgottenTablesVersion = 3;  // tables of forgotten streets left out
 constexpr int32_t CompactVersion = 4;          // valueless byte, compact records, sections 2 to 4
-constexpr int32_t BlockModeVersion = 6;        // a mode byte before each row block
 constexpr int32_t InfoLinesVersion = 7;
 constexpr int32_t RuleBytesVersion = 8;
 
@@ -44,94 +42,6 @@ constexpr int MaxLineDepth = 256;
 constexpr uint64_t SchematicRecordBytes = 4 * 4 + 8 + 2 * 8 + 4;
 
 constexpr CardMask DeckMask = (CardMask(1) << 52) - 1;
-
-// Rows of a row block: packed rows with their length, or a stream block
-// whose 24 chunks are read into memory first and decoded by the codec
-// their first byte names. Codec failures in a file are the file's damage,
-// never the end of the process: the codec layer's hook is silenced for the
-// life of a block and the reader's verdict is taken instead.
-class RowBlock {
- public:
-  explicit RowBlock(TreeReader& in) : in_(in) {
-    uint8_t mode = 0;
-    if (in.formatVersion >= BlockModeVersion && !in.ReadValue(mode)) RefuseTreeFile(in, "row block");
-    streamMode_ = mode == 0;
-    if (!streamMode_) return;
-    for (uint32_t s = 0; s < CodecStreamCount; ++s) {
-      uint64_t size = 0;
-      if (!in.ReadValue(size)) RefuseTreeFile(in, "row block");
-      if (size > in.Remaining()) RefuseTreeFile(in, "row block size");
-      chunks_[s].resize(size_t(size));
-      if (size && !in.Read(chunks_[s].data(), size_t(size))) RefuseTreeFile(in, "row block");
-    }
-    oldHook_ = SetCodecFailureHook([](CodecFailure) {});
-    hooked_ = true;
-    reader_ = CreateReader(&Input, this);
-    if (!reader_) RefuseTreeFile(in, "row block codec");
-  }
-  ~RowBlock() {
-    if (hooked_) SetCodecFailureHook(oldHook_);
-  }
-  RowBlock(const RowBlock&) = delete;
-  RowBlock& operator=(const RowBlock&) = delete;
-
-  void Row32(uint32_t* row, int32_t count) {
-    if (streamMode_) {
-      if (!ReadRow32(*reader_, row, nullptr, size_t(count))) RefuseTreeFile(in_, "row block data");
-      return;
-    }
-    const size_t size = PackedLength(PackedRow32Bound(size_t(count)));
-    const PackedRowResult result = UnpackRow32(bytes_, size, row, size_t(count));
-    if (result.IsError() || result.size != size) RefuseTreeFile(in_, "packed row");
-  }
-
-  void Row16(uint16_t* row, int32_t count) {
-    if (streamMode_) {
-      if (ReadRow16(*reader_, row, nullptr, size_t(count))) return;
-      // The older codecs have no 16-bit rows: their writers coded them
-      // widened.
-      uint32_t wide[MaxRowCount];
-      if (reader_->Failure() != CodecFailure::none || !ReadRow32(*reader_, wide, nullptr, size_t(count)))
-        RefuseTreeFile(in_, "row block data");
-      for (int32_t i = 0; i < count; ++i) {
-        if (wide[i] > 0xFFFF) RefuseTreeFile(in_, "row block data");
-        row[i] = uint16_t(wide[i]);
-      }
-      return;
-    }
-    const size_t size = PackedLength(PackedRow16Bound(size_t(count)));
-    const PackedRowResult result = UnpackRow16(bytes_, size, row, size_t(count));
-    if (result.IsError() || result.size != size) RefuseTreeFile(in_, "packed row");
-  }
-
- private:
-  static size_t Input(void* context, uint32_t stream, void* data, size_t size) {
-    auto& block = *static_cast<RowBlock*>(context);
-    const std::vector<uint8_t>& chunk = block.chunks_[stream];
-    const size_t n = std::min(size, chunk.size() - block.at_[stream]);
-    if (n) std::memcpy(data, chunk.data() + block.at_[stream], n);
-    block.at_[stream] += n;
-    return n;
-  }
-
-  // Reads one packed row's length and bytes into bytes_.
-  size_t PackedLength(size_t bound) {
-    int16_t length = 0;
-    if (!in_.ReadValue(length)) RefuseTreeFile(in_, "packed row");
-    if (length < 0 || size_t(length) > bound) RefuseTreeFile(in_, "packed row length");
-    if (!in_.Read(bytes_, size_t(length))) RefuseTreeFile(in_, "packed row");
-    return size_t(length);
-  }
-
-  TreeReader& in_;
-  bool streamMode_ = false;
-  std::vector<uint8_t> chunks_[CodecStreamCount];
-  size_t at_[CodecStreamCount] = {};
-  std::unique_ptr<CodecReader> reader_;
-  CodecFailureHook oldHook_ = nullptr;
-  bool hooked_ = false;
-  uint8_t bytes_[PackedRow32Bound(MaxRowCount)];
-};
 
 template <typename T>
 T Get(TreeReader& in, const char* what) {
@@ -331,57 +241,6 @@ bool HasStrategyRows(const TreeNode& node, int32_t forgottenStreet) {
   return node.store0 && node.street < forgottenStreet;
 }
 
-// Rows of a row block as this program writes them: packed rows where the
-// version has a mode byte, which are read and written at the speed of the
-// disk, and otherwise a stream block of the 24-stream codec, assembled in
-// memory and written behind its chunk sizes when the block ends.
-class RowBlockWriter {
- public:
-  explicit RowBlockWriter(TreeWriter& out) : out_(out) {
-    if (out.formatVersion >= BlockModeVersion) {
-      constexpr uint8_t PackedRowMode = 1;
-      out.WriteValue(PackedRowMode);
-      return;
-    }
-    writer_ = CreateWriter(StreamCodecId, nullptr, nullptr, &Output, this);
-  }
-  ~RowBlockWriter() {
-    if (!writer_) return;
-    writer_.reset();  // flushes into the chunks
-    for (const std::vector<uint8_t>& chunk : chunks_) {
-      out_.WriteValue(uint64_t(chunk.size()));
-      out_.Write(chunk.data(), chunk.size());
-    }
-  }
-  RowBlockWriter(const RowBlockWriter&) = delete;
-  RowBlockWriter& operator=(const RowBlockWriter&) = delete;
-
-  void Row32(const uint32_t* row, int32_t count) {
-    if (writer_) return WriteRow32(*writer_, row, nullptr, size_t(count));
-    Packed(PackRow32(row, size_t(count), bytes_));
-  }
-  void Row16(const uint16_t* row, int32_t count) {
-    if (writer_) return WriteRow16(*writer_, row, nullptr, size_t(count));
-    Packed(PackRow16(row, size_t(count), bytes_));
-  }
-
- private:
-  static void Output(void* context, uint32_t stream, const void* data, size_t size) {
-    auto& block = *static_cast<RowBlockWriter*>(context);
-    const auto* bytes = static_cast<const uint8_t*>(data);
-    block.chunks_[stream].insert(block.chunks_[stream].end(), bytes, bytes + size);
-  }
-  void Packed(size_t size) {
-    out_.WriteValue(int16_t(size));
-    out_.Write(bytes_, size);
-  }
-
-  TreeWriter& out_;
-  std::unique_ptr<CodecWriter> writer_;
-  std::vector<uint8_t> chunks_[CodecStreamCount];
-  uint8_t bytes_[PackedRow32Bound(MaxRowCount)];
-};
-
 // A chance record in the form of the version: the compact one with its
 // absent bytes, or before it all six vectors in full.
 void WriteChanceRecord(TreeWriter& out, const ChanceRecord& record, int32_t version) {
@@ -518,21 +377,23 @@ void ReadNodeData(SolverContext& context, TreeReader& in, bool valueless) {
       }
     }
     if (!valueless) {
-      RowBlock block(in);
+      RowBlockReader block(in);
+      if (!block.Ok()) RefuseTreeFile(in, "row block");
       uint32_t symbols[MaxRowCount];
       for (TreeNode& node : nodes) {
         if (!TableKept(node, forgotten, version)) continue;
         for (int r = 0; r < node.chanceCount; ++r)
           // An empty vector has its row too: a row of no numbers.
           for (FloatVec* values : StoredValues(node.chance[size_t(r)])) {
-            block.Row32(symbols, values->data ? values->count : 0);
+            if (!block.Row32(symbols, values->data ? values->count : 0)) RefuseTreeFile(in, "row block data");
             if (!values->data) continue;
             for (int32_t h = 0; h < values->count; ++h) values->data[h] = float(UnZigZag(symbols[h])) * ValueStep;
           }
       }
     }
     if (forgotten >= 0) {
-      RowBlock block(in);
+      RowBlockReader block(in);
+      if (!block.Ok()) RefuseTreeFile(in, "row block");
       uint16_t thousandths[MaxRowCount];
       float implied[MaxRowCount], row[MaxRowCount];
       for (TreeNode& node : nodes) {
@@ -542,7 +403,7 @@ void ReadNodeData(SolverContext& context, TreeReader& in, bool valueless) {
           const int32_t hands = BoardHands(context, node, board);
           std::fill_n(implied, hands, StrategyTotal);
           for (int a = 0; a + 1 < actions; ++a) {
-            block.Row16(thousandths, hands);
+            if (!block.Row16(thousandths, hands)) RefuseTreeFile(in, "row block data");
             for (int32_t h = 0; h < hands; ++h) {
               row[h] = float(thousandths[h]);
               implied[h] -= row[h];
