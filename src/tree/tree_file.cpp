@@ -25,14 +25,14 @@ constexpr int ComboCount = 1326;
 // Versions that changed the form of what follows them.
 constexpr int32_t FloatChanceVersion = 2;      // chance arrays as floats, not doubles
 constexpr int32_t ForgottenTablesVersion = 3;  // tables of forgotten streets left out
-constexpr int32_t CompactVersion = 4;          // valueless byte, compact records, sections 2 to 4
+constexpr int32_t CompactVersion = 4;          // valueless byte, compact records, values and strategy rows after the nodes
 constexpr int32_t InfoLinesVersion = 7;
 constexpr int32_t RuleBytesVersion = 8;
 
 // Chance reach sums are kept in 16 bits as x / 150.
 constexpr float ReachScale = 150.0f;
-// Section 3 keeps values to a hundredth of a chip, section 4 strategies in
-// thousandths.
+// Stored values are kept to a hundredth of a chip, the strategies above a
+// forgotten street in thousandths.
 constexpr float ValueStep = 0.01f;
 constexpr float StrategyTotal = 1000.0f;
 
@@ -170,7 +170,7 @@ void ReadChanceRecord(TreeReader& in, ChanceRecord& record, int32_t hands) {
   if (record.resolvedCards & ~DeckMask) RefuseTreeFile(in, "chance record cards");
 }
 
-// The stored values of a record in the order of sections 2 and 3.
+// The stored values of a record in the order the file holds them.
 std::array<FloatVec*, 4> StoredValues(ChanceRecord& record) {
   return {&record.storedValueA[0], &record.storedValueA[1], &record.storedValueB[0], &record.storedValueB[1]};
 }
@@ -228,7 +228,7 @@ void WriteReachSum(TreeWriter& out, const FloatVec& sum) {
   out.Write(stored, size_t(sum.count) * sizeof(int16_t));
 }
 
-// The boards of a node that section 4 holds rows for: the one flop board,
+// The boards of a node that the strategy rows stand for: the one flop board,
 // or each dealt turn.
 int BoardCount(const SolverContext& context, const TreeNode& node) {
   return node.street == 1 ? 1 : int(context.boardTree->turns.size());
@@ -473,7 +473,7 @@ bool WriteTreeFile(SolverContext& context, TreeWriter& out, const std::vector<st
   }
 
   if (version >= CompactVersion) {
-    // Sections 2 and 3: the stored values, as zigzag hundredths.
+    // The stored values: their counts, then their rows of zigzag hundredths.
     for (TreeNode& node : context.nodes) {
       if (!TableKept(node, forgotten, version)) continue;
       for (int r = 0; r < node.chanceCount; ++r)
@@ -494,7 +494,7 @@ bool WriteTreeFile(SolverContext& context, TreeWriter& out, const std::vector<st
       }
     }
 
-    // Section 4: the strategy above the forgotten street, as a query shows
+    // The strategy above the forgotten street, as a query shows
     // it, in thousandths rounded to the nearest, the last action implied.
     if (forgotten >= 0) {
       RowBlockWriter block(out);

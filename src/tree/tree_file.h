@@ -63,7 +63,8 @@ TreeFileState ReadTreeFileState(TreeReader& in);
 // The average strategy of a node on a board (turn -1 on the flop), one row
 // per action; the tree layer can't compute it, the solver can.
 using AverageStrategyReader = void (*)(SolverContext& context, TreeNode& node, int turn, int hands, FloatVec* rows);
-// Sections 1 to 4 into the stores and chance records of a tree whose
+// The node data (chance records and stores in node order, then the stored
+// values and the strategy rows above a forgotten street) into a tree whose
 // stores are made and have their memory. Reports progress when the client
 // asked for notifications.
 void ReadNodeData(SolverContext& context, TreeReader& in, bool valueless);
