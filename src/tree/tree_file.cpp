@@ -56,6 +56,10 @@ double GetFinite(TreeReader& in, const char* what) {
   return value;
 }
 
+// Amounts of the lines are whole chips as add_line reads them: within 32
+// bits, never negative.
+bool IsChipAmount(double amount) { return amount >= 0.0 && amount <= 2147483647.0; }
+
 void ReadSchematicNode(TreeReader& in, SchematicNode& node, int depth) {
   if (depth > MaxLineDepth) RefuseTreeFile(in, "lines too deep");
   node.player = Get<int32_t>(in, "lines");
@@ -67,14 +71,15 @@ void ReadSchematicNode(TreeReader& in, SchematicNode& node, int depth) {
   node.paid[1] = GetFinite(in, "lines");
   const int32_t childCount = Get<int32_t>(in, "lines");
   if (node.player < 0 || node.player > 1 || node.street < 0 || node.street > 3 || node.raises < 0 ||
-      node.raises > MaxLineDepth || node.amount < 0.0 || node.paid[0] < 0.0 || node.paid[1] < 0.0)
+      node.raises > MaxLineDepth || !IsChipAmount(node.amount) || !IsChipAmount(node.paid[0]) ||
+      !IsChipAmount(node.paid[1]))
     RefuseTreeFile(in, "lines");
   if (childCount < 1) return;
   if (uint64_t(childCount) > in.Remaining() / (sizeof(double) + SchematicRecordBytes))
     RefuseTreeFile(in, "lines child count");
   for (int32_t i = 0; i < childCount; ++i) {
     const double key = GetFinite(in, "lines");
-    if (key != FoldKey && key < 0.0) RefuseTreeFile(in, "lines key");
+    if (key != FoldKey && !IsChipAmount(key)) RefuseTreeFile(in, "lines key");
     auto child = std::make_unique<SchematicNode>();
     child->parent = &node;
     SchematicNode& placed = *child;
