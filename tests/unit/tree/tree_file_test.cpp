@@ -2,6 +2,7 @@
 // a file the reader accepts gives a tree that queries and solves safely.
 // The round trips of good files run as whole processes (tests/tree_file).
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -76,7 +77,8 @@ class TreeFileTest : public SolverFixture {
     DiscardReply();
   }
 
-  std::string path_ = testing::TempDir() + "tree_file_test.tree";
+  // One file per process: CTest runs the cases of a suite side by side.
+  std::string path_ = testing::TempDir() + "tree_file_test_" + std::to_string(getpid()) + ".tree";
 };
 
 TEST_F(TreeFileTest, EveryTruncationIsRefusedAsAnEarlyEnd) {
