@@ -25,6 +25,7 @@
 #include "solver/boundary_walk.h"
 #include "solver/pass.h"
 #include "solver/river_blocks_check.h"
+#include "solver/river_chains.h"
 #include "solver/solver_driver.h"
 #include "solver/solver_limits.h"
 #include "solver/strategy_rules.h"
@@ -97,6 +98,7 @@ void LoadTreeFrom(TreeReader& in) {
   context.exploitability = state.exploitability;
   if (!AllocateStores(context)) throw CommandFailure("out of memory");
 
+  SetRiverChainElements(context);
   ReadNodeData(context, in, head.valueless);
   RecomputeAbsentReachSums(context);
   if (!CheckRiverBlocks(context)) throw CommandFailure("damaged file: compressed river rows");

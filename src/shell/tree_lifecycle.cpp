@@ -9,6 +9,7 @@
 #include "shell/command_error.h"
 #include "shell/output.h"
 #include "shell/shell_state.h"
+#include "solver/river_chains.h"
 #include "solver/solver_control.h"
 #include "solver/solver_driver.h"
 #include "solver/solver_limits.h"
@@ -102,6 +103,7 @@ void SetUpTreeStores(SolverContext& context, int level) {
     throw;
   }
   ReportCountedBytes(countedBytes);
+  SetRiverChainElements(context);
   const StoreLevelPair levels = LevelPair(ActualCompression);
   SetSolverLimits(context, levels.regret, levels.sum);
   ClearSolverHistory();

@@ -70,3 +70,24 @@ void ClosePassRiverRows(SolverContext& context, const Pass& pass, TreeNode& top,
   CloseRiverChains(context, top, turn, {false, -1}, writeRegrets);
   if (SumsTouched(context, pass, top)) CloseRiverChains(context, top, turn, SumSet(pass), writeSums);
 }
+
+void SetRiverChainElements(SolverContext& context) {
+  const int turns = int(context.boardTree->turns.size());
+  for (int second = 0; second < 2; ++second) {
+    if (!RiverChainsCompress(context, second != 0)) continue;
+    const RiverChainSet set{second != 0, -1};
+    for (TreeNode& top : context.nodes) {
+      if (top.street != 3 || !top.chance || top.IsEnd()) continue;
+      for (int turn = 0; turn < turns; ++turn) {
+        int64_t total[2] = {0, 0};
+        ForChainStores(context, top, set, [&](StrategyStore& store, int p) { total[p] += store.EntryCount(turn); });
+        StrategyStore* first[2] = {nullptr, nullptr};
+        ForChainStores(context, top, set, [&](StrategyStore& store, int p) {
+          if (!first[p]) first[p] = &store;
+        });
+        for (int p = 0; p < 2; ++p)
+          if (first[p]) first[p]->SetChainElements(turn, total[p]);
+      }
+    }
+  }
+}

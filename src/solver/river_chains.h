@@ -38,3 +38,8 @@ void CloseRiverChains(SolverContext& context, TreeNode& top, int turn, RiverChai
 // player's sums.
 void OpenPassRiverRows(SolverContext& context, const Pass& pass, TreeNode& top, int turn);
 void ClosePassRiverRows(SolverContext& context, const Pass& pass, TreeNode& top, int turn);
+
+// Tells the first store of every chain how many elements its chain holds
+// in each dealt turn, for blocks made from a file: a block must have room
+// for all the rows its chain will write back.
+void SetRiverChainElements(SolverContext& context);

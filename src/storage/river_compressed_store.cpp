@@ -21,7 +21,8 @@ RiverCompressedStore::RiverCompressedStore(const RiverLayout* layout, uint32_t l
       isShifted(form == Form::ShiftedSum),
       is16Bit(form != Form::PlainSum),
       workRows(size_t(layout->groupCount), nullptr),
-      arenas(size_t(layout->groupCount)) {
+      arenas(size_t(layout->groupCount)),
+      chainElements(size_t(layout->groupCount), 0) {
   if (isRegret) regretRows = std::make_unique<RiverU16Store>(layout);
   if (isShifted) {
     sumRows = std::make_unique<RiverShiftSumStore>(layout);
@@ -68,6 +69,12 @@ void RiverCompressedStore::RequireOpen(int group) const {
 std::unique_ptr<MemoryArena> RiverCompressedStore::MakeArena(int64_t total) const {
   if (level == 1) return std::make_unique<PackedArena>(total, is16Bit ? 2 : 4);
   return std::make_unique<StreamArena>(total);
+}
+
+// The chain's total is what a pass would have made the block for; a block
+// sized for this store alone might not hold the rows the chain writes back.
+std::unique_ptr<MemoryArena> RiverCompressedStore::MakeLoadedArena(int group) const {
+  return MakeArena(std::max(chainElements[size_t(group)], EntryCount(group)));
 }
 
 // Rows go action by action, the group's rivers in order within each; the
@@ -145,6 +152,11 @@ MemoryArena* RiverCompressedStore::CloseGroup(MemoryArena* arena, int group, boo
   Lend(group, nullptr);
   scalable_aligned_free(rows);
   workRows[size_t(group)] = nullptr;
+  // A block the open made for a group with no rows yet goes again unless
+  // something was written: a close without write leaves the store as it
+  // was, also in what it saves.
+  std::unique_ptr<MemoryArena>& own = arenas[size_t(group)];
+  if (!write && !arena && own && !own->HasData()) own.reset();
   return arena;
 }
 
@@ -242,7 +254,7 @@ void RiverCompressedStore::Save(TreeWriter& out) const {
         arena->Save(out);
       } else {
         // A group never written saves as an empty block of its kind.
-        MakeArena(EntryCount(int(&arena - arenas.data())))->Save(out);
+        MakeLoadedArena(int(&arena - arenas.data()))->Save(out);
       }
     }
   if (regretRows && out.formatVersion >= EntryScaleFormatVersion)
@@ -272,7 +284,7 @@ bool RiverCompressedStore::Load(TreeReader& in) {
   }
   if (blocks) {
     for (size_t g = 0; g < arenas.size(); ++g) {
-      arenas[g] = MakeArena(EntryCount(int(g)));
+      arenas[g] = MakeLoadedArena(int(g));
       if (!arenas[g]->Load(in)) {
         Release();
         return false;

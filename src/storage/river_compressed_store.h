@@ -66,6 +66,7 @@ class RiverCompressedStore final : public RiverStore {
   // byte for byte as it was.
   MemoryArena* CloseGroup(MemoryArena* arena, int group, bool write) override;
   LockRecord* GetLockRecord(int group, int sub) override;
+  void SetChainElements(int group, int64_t elements) override { chainElements[size_t(group)] = elements; }
 
   // File form: the lock records, the row shifts of the shifted form, a byte
   // saying whether there are blocks and then all of them, and the entry
@@ -85,9 +86,14 @@ class RiverCompressedStore final : public RiverStore {
   bool isRegret, isShifted, is16Bit;
   std::vector<void*> workRows;                        // per group, null when closed
   std::vector<std::unique_ptr<MemoryArena>> arenas;  // per group, null until written
+  // Per group, the elements of the chain whose block this store owns, 0
+  // until told: the size of a block made from a file.
+  std::vector<int64_t> chainElements;
 
  private:
   std::unique_ptr<MemoryArena> MakeArena(int64_t total) const;
+  // The block a file's group goes into: room for the whole chain.
+  std::unique_ptr<MemoryArena> MakeLoadedArena(int group) const;
   template <class Element>
   void CodeRows(MemoryArena& arena, int group, bool write);
   void Lend(int group, void* rows);

@@ -146,17 +146,21 @@ bool RiverShiftSumStore::Load(TreeReader& in) {
       in.Fail();
       read = false;
     }
-    // The group's part is cleared whole: padding included, as a touch would.
-    std::memset(groupBuffers[size_t(g)], 0, GroupBytes(layout->groupSpans[size_t(g)]));
+    // The group is cleared whole, padding included, and written at its
+    // first row that holds anything; a group of empty rows stays untouched,
+    // costing no memory, as it was saved.
     read = read && EachRowOfGroup(g, [&](int, int32_t entry, int action, int32_t hands) {
-             return ReadPackedRow16(in, Row(g, entry, action), hands);
+             PackedRow16 bytes;
+             if (!ReadPackedRow16(in, hands, bytes)) return false;
+             if (bytes.Empty()) return true;
+             TouchGroup(g);
+             return UnpackPackedRow16(in, bytes, Row(g, entry, action));
            });
     if (!read) {
       Release();
       return false;
     }
     if (g == 0) weightScale = scale;
-    touched.MarkTouched(size_t(g));
   }
   return true;
 }

@@ -199,9 +199,18 @@ bool RiverU16Store::Load(TreeReader& in) {
                          (scales ? entryScale.size() * sizeof(float) : 0);
   // Allocate sets every scale to 1, which older files keep.
   if (!LoadLocks(in) || !AllocateForLoad(in, least)) return false;
+  // A group is cleared and written at its first row that holds anything; a
+  // group of empty rows stays untouched, costing no memory, as it was saved.
   const bool read = EachRow([&](int group, int32_t entry, int action, int32_t hands) {
-    uint16_t* row = Row<uint16_t>(group, entry, action);
-    return packed ? ReadPackedRow16(in, row, hands) : in.Read(row, size_t(hands) * sizeof(uint16_t));
+    if (!packed) {
+      TouchGroup(group);
+      return in.Read(Row<uint16_t>(group, entry, action), size_t(hands) * sizeof(uint16_t));
+    }
+    PackedRow16 bytes;
+    if (!ReadPackedRow16(in, hands, bytes)) return false;
+    if (bytes.Empty()) return true;
+    TouchGroup(group);
+    return UnpackPackedRow16(in, bytes, Row<uint16_t>(group, entry, action));
   });
   if (!read || (scales && !in.Read(entryScale.data(), entryScale.size() * sizeof(float)))) {
     Release();
@@ -213,6 +222,5 @@ bool RiverU16Store::Load(TreeReader& in) {
     Release();
     return false;
   }
-  FinishLoad<uint16_t>();
   return true;
 }

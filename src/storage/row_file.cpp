@@ -78,15 +78,24 @@ void WritePackedRow24(TreeWriter& out, const uint32_t* row, int32_t hands) {
 void WriteEmptyPackedRow(TreeWriter& out) { out.WriteValue(uint16_t(0)); }
 
 bool ReadPackedRow16(TreeReader& in, uint16_t* row, int32_t hands) {
-  uint16_t length = 0;
-  const uint8_t* bytes = nullptr;
-  if (!ReadPackedBytes(in, PackedRow16Bound(size_t(hands)), length, bytes)) return Refuse(in);
-  if (length == 0) {
+  PackedRow16 packed;
+  if (!ReadPackedRow16(in, hands, packed)) return false;
+  if (packed.Empty()) {
     std::memset(row, 0, size_t(hands) * sizeof *row);
     return true;
   }
-  const PackedRowResult result = UnpackRow16(bytes, length, row, size_t(hands));
-  return result.IsError() || result.size != length ? Refuse(in) : true;
+  return UnpackPackedRow16(in, packed, row);
+}
+
+bool ReadPackedRow16(TreeReader& in, int32_t hands, PackedRow16& packed) {
+  packed.hands = hands;
+  if (!ReadPackedBytes(in, PackedRow16Bound(size_t(hands)), packed.length, packed.bytes)) return Refuse(in);
+  return true;
+}
+
+bool UnpackPackedRow16(TreeReader& in, const PackedRow16& packed, uint16_t* row) {
+  const PackedRowResult result = UnpackRow16(packed.bytes, packed.length, row, size_t(packed.hands));
+  return result.IsError() || result.size != packed.length ? Refuse(in) : true;
 }
 
 bool ReadPackedRow24(TreeReader& in, uint32_t* row, int32_t hands) {

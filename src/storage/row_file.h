@@ -31,6 +31,16 @@ void WritePackedRow16(TreeWriter& out, const uint16_t* row, int32_t hands);
 void WritePackedRow24(TreeWriter& out, const uint32_t* row, int32_t hands);
 void WriteEmptyPackedRow(TreeWriter& out);
 bool ReadPackedRow16(TreeReader& in, uint16_t* row, int32_t hands);
+// The same in two steps, for a store that writes a row only when it holds
+// something: the bytes (valid until the next read), then the values.
+struct PackedRow16 {
+  const uint8_t* bytes = nullptr;
+  uint16_t length = 0;
+  int32_t hands = 0;
+  bool Empty() const { return length == 0; }
+};
+bool ReadPackedRow16(TreeReader& in, int32_t hands, PackedRow16& packed);
+bool UnpackPackedRow16(TreeReader& in, const PackedRow16& packed, uint16_t* row);
 // Values below 2^24.
 bool ReadPackedRow24(TreeReader& in, uint32_t* row, int32_t hands);
 

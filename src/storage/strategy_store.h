@@ -102,6 +102,10 @@ class StrategyStore {
   virtual MemoryArena* OpenGroup(MemoryArena* arena, int group, int64_t elementTotal) { return nullptr; }
   virtual MemoryArena* CloseGroup(MemoryArena* arena, int group, bool write) { return nullptr; }
   virtual LockRecord* GetLockRecord(int group, int sub) = 0;
+  // For a store whose block of a group holds the rows of a whole chain of
+  // stores: the chain's elements in that group, which the block must have
+  // room for when it is made from a file. Others ignore it.
+  virtual void SetChainElements(int group, int64_t elements) {}
   // The file form: everything the store holds, locks included, with no tag
   // of its own (the reader makes the same class from the tree's shape).
   // Save writes the form of the writer's format version (the newest unless
