@@ -13,7 +13,8 @@
 #   that of the process that built and solved it.
 #
 # Usage: bench/tree_file_bench.sh [build dir] [scratch dir]
-# Runs: spr2 at "fast" and "max" (20 iterations), deep at "max" (20).
+# Runs: spr2 at "fast" and "max", deep at "max", 70 iterations each: past
+# iteration 61, where the strategy sums begin, so files are full size.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build/release}
@@ -43,6 +44,6 @@ run() {  # spot level iterations
 
 echo "| spot | level | it | file MiB | dump s | MB/s | load s | MB/s | load peak MiB | solve peak MiB |"
 echo "|---|---|---|---|---|---|---|---|---|---|"
-run flop_qsjh2h_spr2 fast 20
-run flop_qsjh2h_spr2 max 20
-run flop_qsjh2h_3bet_deep max 20
+run flop_qsjh2h_spr2 fast 70
+run flop_qsjh2h_spr2 max 70
+run flop_qsjh2h_3bet_deep max 70
