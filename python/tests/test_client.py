@@ -62,7 +62,7 @@ def test_solve_reports_progress_and_stops_at_the_accuracy(solver, tmp_path):
 
 def test_ctrl_c_stops_the_solver_and_keeps_the_tree(solver, tmp_path):
     # Nothing else may end the run first: no accuracy is asked for, and the
-    # cap of "none" (9000 iterations) is out of reach in the half second the
+    # cap of "none" (9000 iterations) is out of reach in the fifth of a second the
     # interrupt waits, where that of "fast" (2200) and a small accuracy were
     # not on a quiet machine.
     spot = dataclasses.replace(load_spot(write_spot(tmp_path, TURN)), compression="none")
@@ -71,7 +71,7 @@ def test_ctrl_c_stops_the_solver_and_keeps_the_tree(solver, tmp_path):
         # As a terminal does it: to the program and to us alike.
         os.kill(solver._proc.pid, signal.SIGINT)
         os.kill(os.getpid(), signal.SIGINT)
-    timer = threading.Timer(0.5, ctrl_c)
+    timer = threading.Timer(0.2, ctrl_c)
     timer.start()
     try:
         reason = solver.solve(Limit(accuracy=0), progress=False)
