@@ -15,9 +15,11 @@
 #include "solver/solver_control.h"
 #include "solver/strategy_rules.h"
 #include "solver/pass.h"
+#include "solver/subgame.h"
 #include "solver/traversal.h"
 #include "tree/client_combos.h"
 #include "tree/deal_indexes.h"
+#include "tree/node_board.h"
 #include "tree/solver_context.h"
 #include "tree/tree_walk.h"
 
@@ -80,9 +82,14 @@ double TotalOf(const double* weights) {
 void LineWeight(int nodeIndex, int turnCard, int riverCard, double* out) {
   SolverContext& context = *GlobalContext;
   const std::vector<int> line = LineFromRoot(context, nodeIndex);
+  TreeNode* read = LastDecisionRead(context, line);
+  if (read) {
+    // The last strategy read on the way may lie on a forgotten board.
+    const DealIndexes deal = NodeDeal(context, *read, turnCard, riverCard);
+    if (NodeDealComplete(*read, deal)) BringBackSubgame(context, *read, deal.turn, deal.river, true);
+  }
   std::lock_guard<std::mutex> passLock(PassMutex);
   const Pass pass = StartPass(context, TraversalMode::NodeQuery, 0);
-  TreeNode* read = LastDecisionRead(context, line);
   std::optional<RiverRowsGuard> rows;
   if (read) rows.emplace(context, *read, FindDeal(context, turnCard, riverCard).turn);
   ComputeLineWeight(context, pass, line, turnCard, riverCard, out);

@@ -22,6 +22,7 @@
 #include "solver/solver_control.h"
 #include "solver/solver_driver.h"
 #include "solver/strategy_rules.h"
+#include "solver/subgame.h"
 #include "storage/thread_scratch.h"
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
@@ -142,6 +143,13 @@ std::pair<int, int> TreeDeal(const SolverContext& context, const DealIndexes& de
   return {deal.turn >= 0 ? deal.turn : context.rootTurn, deal.river >= 0 ? deal.river : context.rootRiver};
 }
 
+// A query walks the target's subtree: every forgotten board it reaches,
+// the target's own and the rivers below a turn target, is solved first.
+void BringBackForQuery(SolverContext& context, TreeNode& target, int turn, int river) {
+  BringBackSubgame(context, target, turn, river, true);
+  BringBackRiversBelow(context, target, turn, river);
+}
+
 // Cards that can come on a later street: not on the built board, not
 // below the deck's low card, not already dealt.
 std::vector<int> DealableCards(CardMask dealt) {
@@ -164,6 +172,7 @@ void NodeEv(int player, int nodeIndex, int turnCard, int riverCard, double* outE
   const auto [turn, river] = TreeDeal(context, deal);
   CheckLineHasCards(context, line, turn, river);
   RefreshStoredValues(context);
+  BringBackForQuery(context, context.nodes[size_t(nodeIndex)], turn, river);
 
   std::lock_guard<std::mutex> passLock(PassMutex);
   Captured captured;
@@ -188,7 +197,7 @@ void NodeEvOverDeals(int player, int nodeIndex, int turnCard, int riverCard, dou
   std::vector<int> seen(HandCount, 0);
   std::vector<double> ev(HandCount), matchups(HandCount);
   {
-    std::lock_guard<std::mutex> passLock(PassMutex);
+    std::unique_lock<std::mutex> passLock(PassMutex);
     // Deals that suit isomorphism maps onto the same entries walk once.
     std::map<std::pair<int, int>, Captured> walked;
     for (int turnPick : turns) {
@@ -198,6 +207,17 @@ void NodeEvOverDeals(int player, int nodeIndex, int turnCard, int riverCard, dou
       const DealIndexes turnDeal = FindDeal(context, turnPick, -1);
       if (turnDeal.unknownCard) continue;
       const int treeTurn = TreeDeal(context, turnDeal).first;
+      if (context.flags & IncompleteTreeFlag) {
+        // Solving a forgotten board takes the pass mutex itself.
+        passLock.unlock();
+        for (int riverPick : rivers) {
+          const DealIndexes deal = FindDeal(context, turnPick, riverPick);
+          if (deal.unknownCard) continue;
+          const auto [turn, river] = TreeDeal(context, deal);
+          BringBackForQuery(context, context.nodes[size_t(nodeIndex)], turn, river);
+        }
+        passLock.lock();
+      }
       const int openRiver = rivers.front() >= 0 ? 0 : -1;
       RiverRowsGuard rows(context, context.nodes[size_t(nodeIndex)], TurnToOpen(context, treeTurn, openRiver));
       for (int riverPick : rivers) {

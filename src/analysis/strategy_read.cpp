@@ -14,6 +14,7 @@
 #include "solver/solver_control.h"
 #include "solver/river_rows_guard.h"
 #include "solver/strategy_rules.h"
+#include "solver/subgame.h"
 #include "solver/traversal.h"
 #include "tree/client_combos.h"
 #include "tree/node_board.h"
@@ -32,6 +33,8 @@ void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector
   rows.assign(size_t(actions), std::vector<double>(HandCount, NaN));
   const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
   if (!NodeDealComplete(node, deal) || actions == 0) return;
+  BringBackSubgame(context, node, deal.turn, deal.river, true);
+  if (!node.store0) return;
 
   std::lock_guard<std::mutex> passLock(PassMutex);
   const Pass pass = StartPass(context, TraversalMode::NodeQuery, node.player);
@@ -73,7 +76,9 @@ void ReadLockVector(int nodeIndex, int turnCard, int riverCard, double* out) {
   TreeNode& node = context.nodes[size_t(nodeIndex)];
   std::fill(out, out + HandCount, NaN);
   const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
-  if (!NodeDealComplete(node, deal) || !node.store0) return;
+  if (!NodeDealComplete(node, deal)) return;
+  BringBackSubgame(context, node, deal.turn, deal.river, false);
+  if (!node.store0) return;
   std::lock_guard<std::mutex> passLock(PassMutex);
   const size_t hands = ListSize(context, deal);
   std::vector<float> row(hands, 0.0f);

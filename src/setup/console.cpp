@@ -5,6 +5,7 @@
 
 std::mutex OutputMutex;
 RelaxedSetting<bool> UiNotifications = false;
+int Verbosity = 0;
 
 void PrintNow(const char* format, ...) {
   va_list args;

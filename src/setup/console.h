@@ -18,5 +18,9 @@ extern std::mutex OutputMutex;
 // reads it while the main thread may set it.
 extern RelaxedSetting<bool> UiNotifications;
 
+// Above 0 (the -v switch), timing and progress lines of long work go out
+// beside the replies. Set at start-up, before any other thread exists.
+extern int Verbosity;
+
 // Formats straight to the standard output and flushes it.
 void PrintNow(const char* format, ...) __attribute__((format(printf, 1, 2)));

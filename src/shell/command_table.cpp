@@ -6,6 +6,7 @@
 #include "eval/eval_commands.h"
 #include "setup/setup_commands.h"
 #include "shell/shell_commands.h"
+#include "solver/forget_commands.h"
 #include "solver/lock_commands.h"
 #include "solver/solver_commands.h"
 #include "tree/tree_commands.h"
@@ -52,6 +53,10 @@ const CommandEntry CommandTable[] = {
     {"set_strategy", CmdSetStrategy, 1329},
     {"combo_lock_node", CmdComboLockNode, 1328},
     {"solve_partial", CmdSolvePartial, 2},
+    {"forget", CmdForget, 2},
+    {"rebuild_forgotten_streets", CmdRebuildForgottenStreets, 1},
+    {"rebuild_all", CmdRebuildForgottenStreets, 1},
+    {"solve_all_splits", CmdSolveAllSplits, 2},
     {"explo_partial", CmdExploPartial, 2},
     {"show_range", CmdShowRange, -1},
     {"show_probs", CmdShowProbs, 2},

@@ -2,7 +2,6 @@
 
 #include <time.h>
 
-int Verbosity = 0;
 bool EchoCommands = false;
 bool ColorText = false;
 bool TerminateOnError = false;

@@ -8,7 +8,8 @@
 #include <cstdint>
 #include <string>
 
-extern int Verbosity;
+#include "setup/console.h"
+
 extern bool EchoCommands;
 extern bool ColorText;
 extern bool TerminateOnError;

@@ -248,7 +248,7 @@ bool HasStrategyRows(const TreeNode& node, int32_t forgottenStreet) {
 
 // A chance record in the form of the version: the compact one with its
 // absent bytes, or before it all six vectors in full.
-void WriteChanceRecord(TreeWriter& out, const ChanceRecord& record, int32_t version) {
+void WriteChanceRecord(TreeWriter& out, const ChanceRecord& record, int32_t version, bool keepResolved) {
   if (version >= CompactVersion) {
     out.Write(record.reachSumAbsent, sizeof record.reachSumAbsent);
     for (int p = 0; p < 2; ++p)
@@ -267,7 +267,7 @@ void WriteChanceRecord(TreeWriter& out, const ChanceRecord& record, int32_t vers
     }
   }
   out.WriteValue(record.frozen);
-  out.WriteValue(record.resolvedCards);
+  out.WriteValue(keepResolved ? record.resolvedCards : uint64_t(0));
 }
 
 }  // namespace
@@ -360,6 +360,10 @@ void ReadNodeData(SolverContext& context, TreeReader& in, bool valueless) {
     if (TableKept(node, forgotten, version))
       for (int r = 0; r < node.chanceCount; ++r)
         ReadChanceRecord(in, node.chance[size_t(r)], RecordHands(context, node, r));
+    // The stores of a forgotten street aren't in the file, whatever its
+    // records say was solved.
+    if (forgotten >= 0 && node.street >= forgotten)
+      for (int r = 0; r < node.chanceCount; ++r) node.chance[size_t(r)].resolvedCards = 0;
     if (forgotten < 0 || version < CompactVersion) {
       if (node.store0 && !node.store0->Load(in)) RefuseTreeFile(in, "strategy store");
       if (node.store1 && !node.store1->Load(in)) RefuseTreeFile(in, "strategy store");
@@ -442,7 +446,9 @@ std::vector<std::string> ReadInfoLines(TreeReader& in) {
 bool WriteTreeFile(SolverContext& context, TreeWriter& out, const std::vector<std::string>& infoLines,
                    AverageStrategyReader averageStrategy) {
   const int32_t version = context.formatVersion;
-  const int32_t forgotten = context.forgottenStreet;
+  // Streets that were forgotten and then rebuilt hold stores again, and
+  // the file keeps them as a whole tree's.
+  const int32_t forgotten = (context.flags & IncompleteTreeFlag) ? context.forgottenStreet : -1;
   const bool valueless = context.valueless != 0 && version >= CompactVersion;
   out.formatVersion = version;
   out.Write(Magic, sizeof Magic);
@@ -469,9 +475,13 @@ bool WriteTreeFile(SolverContext& context, TreeWriter& out, const std::vector<st
   out.WriteValue(context.iteration);
 
   for (TreeNode& node : context.nodes) {
+    // Boards solved on demand keep their rows in memory only: the file
+    // doesn't mark them done.
+    const bool keepResolved = forgotten < 0 || node.street < forgotten;
     if (TableKept(node, forgotten, version))
-      for (int r = 0; r < node.chanceCount; ++r) WriteChanceRecord(out, node.chance[size_t(r)], version);
-    if (forgotten < 0 || version < CompactVersion) {
+      for (int r = 0; r < node.chanceCount; ++r)
+        WriteChanceRecord(out, node.chance[size_t(r)], version, keepResolved);
+    if ((forgotten < 0 || version < CompactVersion) && keepResolved) {
       if (node.store0) node.store0->Save(out);
       if (node.store1) node.store1->Save(out);
     }
