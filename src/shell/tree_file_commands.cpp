@@ -82,12 +82,12 @@ void LoadTreeFrom(TreeReader& in) {
   RequireSolverIdle();
 
   context.forgottenStreet = state.forgottenStreet;
+  context.flags = state.treeFlags;
   ActualCompression = state.compression;
   const StoreLevelPair levels = LevelPair(state.compression);
   SetUpStores(context, levels.regret, levels.sum);
   SetSolverLimits(context, levels.regret, levels.sum);
   ClearSolverHistory();
-  context.flags = state.treeFlags;
   context.iteration = state.iteration;
   context.resultsIteration = state.resultsIteration;
   context.mesOop = state.mesOop;

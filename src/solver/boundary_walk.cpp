@@ -1,7 +1,5 @@
 #include "solver/boundary_walk.h"
 
-#include <numeric>
-
 #include "solver/pass.h"
 #include "solver/strategy_rules.h"
 #include "solver/traversal_steps.h"
@@ -70,14 +68,6 @@ struct Walk {
 
 }  // namespace
 
-void ScaleReachSum(FloatVec& sum) {
-  if (!sum.data) return;
-  const double total = std::accumulate(sum.data, sum.data + sum.count, 0.0);
-  if (!(total > double(ReachSumNoMass))) return;
-  const float scale = float(double(ReachSumTotal) / total);
-  for (int32_t i = 0; i < sum.count; ++i) sum.data[i] *= scale;
-}
-
 std::vector<BoundaryFrame> BoundaryWalk(SolverContext& context, int street) {
   Walk walk{context, street, {}};
   BoundaryFrame root;
@@ -105,10 +95,8 @@ void RecomputeAbsentReachSums(SolverContext& context) {
     for (int p = 0; p < 2; ++p) {
       if (!record.reachSumAbsent[p]) continue;
       const std::vector<float>& reach = frame.reach[p];
-      FloatVec& sum = record.reachSum[p];
-      ResizeVector(sum, int32_t(reach.size()));
-      std::copy(reach.begin(), reach.end(), sum.data);
-      ScaleReachSum(sum);
+      ResizeVector(record.reachSum[p], int32_t(reach.size()));
+      std::copy(reach.begin(), reach.end(), record.reachSum[p].data);
     }
   }
 }

@@ -11,8 +11,6 @@
 
 #include <vector>
 
-#include "storage/float_vec.h"
-
 struct SolverContext;
 struct TreeNode;
 
@@ -23,12 +21,6 @@ struct BoundaryFrame {
   // By hand of the list of the board before the street's card.
   std::vector<float> reach[2];
 };
-
-// A forget brings every arriving reach to this total, so that a tree
-// file's 16-bit entries hold it; a total below ReachSumNoMass is left.
-inline constexpr float ReachSumTotal = 200.0f;
-inline constexpr float ReachSumNoMass = 1.1920929e-7f;
-void ScaleReachSum(FloatVec& sum);
 
 // One frame per decision node on `street` (2 or 3) reached from the root
 // with the root weights; stores below `street` are read, none on it.

@@ -15,6 +15,20 @@ namespace {
 // keeps the reach the solver summed over the whole run.
 constexpr double ReachShareKept = 0.01;
 
+// Reach sums are brought to this total, so that the tree file's scale of
+// 150 per unit keeps every entry within 16 bits; a total below
+// NoMass is left as it is.
+constexpr float ReachSumTotal = 200.0f;
+constexpr float NoMass = 1.1920929e-7f;
+
+void ScaleReachSum(FloatVec& sum) {
+  if (!sum.data) return;
+  const double total = std::accumulate(sum.data, sum.data + sum.count, 0.0);
+  if (!(total > double(NoMass))) return;
+  const float scale = float(double(ReachSumTotal) / total);
+  for (int32_t i = 0; i < sum.count; ++i) sum.data[i] *= scale;
+}
+
 double Mass(const std::vector<float>& reach) { return std::accumulate(reach.begin(), reach.end(), 0.0); }
 
 // Drops the stores of every node from `street` down, and with them what

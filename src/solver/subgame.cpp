@@ -170,6 +170,7 @@ double SolveSubgame(SolverContext& context, TreeNode& top, int turn, int river, 
     // The subgame runs on the schedule of a fresh tree, and its deals walk
     // their subtrees instead of reading the stored values.
     const int32_t keptIteration = context.iteration;
+    const uint8_t keptAverageRiver = context.averageRiverNow;
     const uint32_t keptIncomplete = context.flags & IncompleteTreeFlag;
     context.iteration = 0;
     context.flags &= ~IncompleteTreeFlag;
@@ -186,7 +187,10 @@ double SolveSubgame(SolverContext& context, TreeNode& top, int turn, int river, 
       rows.Close(true);
     }
     record->resolvedCards |= uint64_t(1) << bit;
+    // A solver that goes on between its passes finds its iteration as it
+    // left it.
     context.iteration = keptIteration;
+    context.averageRiverNow = keptAverageRiver;
     context.flags |= keptIncomplete;
   }
 
@@ -318,6 +322,7 @@ void ResolveStreet(SolverContext& context, int street) {
   }
   const int32_t rounds = std::max(context.iteration, 1);
   const int32_t keptIteration = context.iteration;
+  const uint8_t keptAverageRiver = context.averageRiverNow;
   context.iteration = 0;
   for (int32_t r = 1; r <= rounds; ++r) {
     if (Verbosity > 0) PrintNow("[resolve %s iteration %d/%d]\n", street == 2 ? "turn" : "river", r, rounds);
@@ -330,5 +335,6 @@ void ResolveStreet(SolverContext& context, int street) {
   for (TreeNode& node : context.nodes)
     for (int k = 0; k < node.chanceCount; ++k) node.chance[size_t(k)].frozen = 0;
   context.iteration = keptIteration;
+  context.averageRiverNow = keptAverageRiver;
   context.forgottenStreet = -1;
 }

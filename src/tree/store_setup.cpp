@@ -125,7 +125,15 @@ void SetUpStores(SolverContext& context, int a, int b) {
   for (int64_t& count : context.elementCounts) count = 0;
   for (TreeNode& node : context.nodes) {
     if (node.IsEnd()) continue;
-    if (context.forgottenStreet >= 0 && node.street >= context.forgottenStreet) continue;
+    if ((context.flags & IncompleteTreeFlag) && context.forgottenStreet >= 0 && node.street >= context.forgottenStreet) {
+      // Boards solved on demand were solved in the old stores: they go, and
+      // a query solves them again in stores of the new level.
+      node.store0.reset();
+      node.store1.reset();
+      node.storesAllocated = 0;
+      for (int r = 0; r < node.chanceCount; ++r) node.chance[size_t(r)].resolvedCards = 0;
+      continue;
+    }
     BuildStores(context, node);
   }
   context.storesReady = 0;

@@ -330,7 +330,12 @@ TreeFileState ReadTreeFileState(TreeReader& in) {
   state.treeFlags = Get<uint32_t>(in, "tree flags");
   if (state.treeFlags & ~(IncompleteTreeFlag | IsomorphismOnFlag | NewTreeFlag)) RefuseTreeFile(in, "tree flags");
   state.forgottenStreet = Get<int32_t>(in, "forgotten street");
-  if (state.forgottenStreet < -1 || state.forgottenStreet > 4) RefuseTreeFile(in, "forgotten street");
+  // Only the turn and the river can be forgotten; 4 stands for nothing.
+  if (state.forgottenStreet < -1 || state.forgottenStreet > 4 || state.forgottenStreet == 0 ||
+      state.forgottenStreet == 1)
+    RefuseTreeFile(in, "forgotten street");
+  // A file holds no stores of forgotten streets, whatever its flags say.
+  if (state.forgottenStreet == 2 || state.forgottenStreet == 3) state.treeFlags |= IncompleteTreeFlag;
   state.resultsIteration = Get<int32_t>(in, "results");
   state.mesOop = GetFinite(in, "results");
   state.evOop = GetFinite(in, "results");

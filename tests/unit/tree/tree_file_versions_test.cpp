@@ -161,7 +161,10 @@ class TreeFileVersions : public SolverFixture {
         const std::vector<int>& combos = spot_.PreDealCombos(node.street, r);
         const int hands = int(combos.size());
         EXPECT_EQ(record.frozen, legacy::Frozen(r));
-        EXPECT_EQ(record.resolvedCards, legacy::ResolvedCards(int(n), r));
+        // A forgotten street's boards solved in memory went with its stores,
+        // which no file holds: none reads as done after a load.
+        const bool storesInFile = !forgotten || node.street < file_.forgottenStreet;
+        EXPECT_EQ(record.resolvedCards, storesInFile ? legacy::ResolvedCards(int(n), r) : 0u);
         for (int p = 0; p < 2; ++p) {
           const bool absent = file_.version >= 4 && legacy::ReachAbsent(int(n), r, p);
           if (file_.version >= 4) {
