@@ -3,7 +3,8 @@
     range "TEXT"              the 1326 weights of a range, in hand order
     lines SPOT.toml           the commands that set the spot up
     study SPOT.toml --out DIR solve and write DIR/report.html, summary.json, nodes.json
-    flops FLOPS               the flops of a set ("all", "sample:N", a file) with weights
+    flops FLOPS               the flops of a set ("all", "sample:N", a file) with weights,
+                              in the form of a flop list (a sample saved is a list)
     batch SPOT.toml FLOPS --out DIR [--slurm] [--jobs N]
                               solve the spot on every flop; DIR/report.html, flops.csv
     batch-task DIR INDEX      one flop of a batch (what batch and its Slurm tasks run)
@@ -71,7 +72,7 @@ def main(argv=None):
             from .flops import flop_set
             for f in flop_set(args.flops, args.seed):
                 t = f.texture()
-                print(f"{f.text}  {f.weight:g}  {t['suits']} {t['pairing']} {t['high']}-high {t['connectedness']}")
+                print(f"{f.text}  {f.weight:.10g}  # {t['suits']} {t['pairing']} {t['high']}-high {t['connectedness']}")
         elif args.what == "batch":
             return batch(args)
         elif args.what == "lines":
@@ -102,6 +103,9 @@ def batch(args):
     from .batch_report import aggregate
     if args.jobs < 1:
         raise BatchError("--jobs is 1 or more")
+    if (args.dump or args.forget_rivers) and any(c.isspace() for c in os.path.abspath(args.out)):
+        # The program's command line splits at spaces: dump_tree takes one word.
+        raise BatchError("tree files need an --out path without spaces")
     flops = b.parse_flops(args.flops, args.seed)
     if args.slurm:
         b.check_slurm()

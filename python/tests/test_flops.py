@@ -5,6 +5,7 @@ from collections import Counter
 
 import pytest
 
+from kestrune.__main__ import main
 from kestrune.flops import (FlopError, TOTAL_FLOPS, all_flops, canonical, flop_set, parse_flop,
                             read_flops, sample, texture)
 
@@ -72,7 +73,7 @@ def test_sample_keeps_texture_shares():
         sample(0)
 
 
-def test_flop_lists(tmp_path):
+def test_flop_lists(tmp_path, capsys):
     path = tmp_path / "flops.txt"
     path.write_text("# my flops\nAs 7d 2c\nkh qh 5h   2.5\n\n8s8d3c  # paired\n")
     flops = read_flops(str(path))
@@ -88,3 +89,8 @@ def test_flop_lists(tmp_path):
         read_flops(str(tmp_path / "missing.txt"))
     with pytest.raises(FlopError, match="sample:N"):
         flop_set("sample:many")
+    # The listing of a set is a flop list: a sample saved reads back as itself.
+    assert main(["flops", "sample:20"]) == 0
+    path.write_text(capsys.readouterr().out)
+    assert [(f.cards, pytest.approx(f.weight)) for f in read_flops(str(path))] == \
+        [(f.cards, f.weight) for f in sample(20)]
