@@ -38,11 +38,12 @@ import subprocess
 import sys
 import time
 
+from .cards import parse_board
 from .client import KestruneError, Limit, Solver, default_binary
 from .flops import Flop, FlopError
 from .report import collect, write_html
 from .results import PLAYERS, Tree
-from .spot import SpotError, describe, parse_spot, set_up
+from .spot import SpotError, describe, load_spot_text, set_up
 
 MANIFEST = "batch.json"
 _PR_SET_PDEATHSIG = 1
@@ -70,18 +71,6 @@ def _log(out_dir, text):
 
 def flop_dir(out_dir, flop_name):
     return os.path.join(out_dir, "flops", flop_name)
-
-
-def load_spot_text(text, path="spot"):
-    import tomllib
-    try:
-        table = tomllib.loads(text)
-    except tomllib.TOMLDecodeError as e:
-        raise SpotError(f"{path}: {e}") from None
-    spot = parse_spot(table)
-    if not spot.name:
-        spot.name = os.path.splitext(os.path.basename(path))[0]
-    return spot
 
 
 def plan(spot_path, flops, dump=False, forget_rivers=False):
@@ -166,16 +155,11 @@ def check_builds(manifest, solver_path=None):
 def _flop_spot(manifest, index, threads):
     entry = manifest["flops"][index]
     spot = load_spot_text(manifest["spot_text"], manifest["spot_file"])
-    flop = Flop(tuple(_cards(entry["text"])), entry["weight"])
+    flop = Flop(tuple(parse_board(entry["text"])), entry["weight"])
     spot.board = list(flop.cards)
     spot.name = f"{spot.name}: {flop.text}"
     spot.threads = threads
     return spot
-
-
-def _cards(text):
-    from .cards import parse_board
-    return parse_board(text)
 
 
 def first_decisions(tree):

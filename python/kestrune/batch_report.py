@@ -19,9 +19,10 @@ import os
 import re
 
 from .batch import flop_dir, read_manifest
-from .flops import CONNECTEDNESS, PAIRINGS, SUIT_TEXTURES, texture, texture_order, Flop
 from .cards import RANKS, parse_board
+from .flops import CONNECTEDNESS, PAIRINGS, SUIT_TEXTURES, Flop, texture, texture_order
 from .results import PLAYERS
+from .spot import load_spot_text
 
 GROUPS = (("suits", SUIT_TEXTURES), ("pairing", PAIRINGS), ("connectedness", CONNECTEDNESS),
           ("high", tuple(RANKS[::-1])))
@@ -126,7 +127,6 @@ def _blank(x):
 def aggregate(out_dir):
     """Write flops.csv and report.html from the done flops; return (rows, charts)."""
     manifest, rows = load_rows(out_dir)
-    from .batch import load_spot_text
     spot = load_spot_text(manifest["spot_text"], manifest["spot_file"])
     labels = action_columns(rows)
     write_csv(os.path.join(out_dir, "flops.csv"), rows, labels)
