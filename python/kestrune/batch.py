@@ -370,6 +370,15 @@ def _job_alive(job_id):
     return run.returncode == 0 and bool(run.stdout.strip())
 
 
+def _max_array_size():
+    run = _slurm(["scontrol", "show", "config"], timeout=30)
+    for line in run.stdout.splitlines():
+        key, _, value = line.partition("=")
+        if key.strip() == "MaxArraySize" and value.strip().isdigit():
+            return int(value.strip())
+    return None
+
+
 def _ranges(numbers):
     """[0, 1, 2, 5] to "0-2,5", the form of --array."""
     out, start = [], None
@@ -401,6 +410,10 @@ def submit_slurm(out_dir, manifest, solver_path=None):
         stale = os.path.join(flop_dir(out_dir, manifest["flops"][i]["name"]), "error.txt")
         if os.path.exists(stale):
             os.remove(stale)
+    limit = _max_array_size()
+    if limit is not None and len(todo) > limit:   # indices 0 to MaxArraySize - 1
+        raise BatchError(f"{len(todo)} flops are pending and this cluster's arrays end at index {limit - 1} "
+                         "(MaxArraySize in slurm.conf): ask for a larger one, or batch a sample")
     spot = load_spot_text(manifest["spot_text"], manifest["spot_file"])
     # Array task k solves flop todo[k]: array indices stay below the
     # cluster's MaxArraySize as long as the pending flops do.
@@ -452,9 +465,9 @@ def _sh(text):
     return "'" + str(text).replace("'", "'\\''") + "'"
 
 
-def parse_flops(spec, seed=0):
+def parse_flops(text, seed=0):
     from .flops import flop_set
     try:
-        return flop_set(spec, seed)
+        return flop_set(text, seed)
     except FlopError as e:
         raise BatchError(str(e)) from None

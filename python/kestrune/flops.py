@@ -192,14 +192,14 @@ def read_flops(path):
     return flops
 
 
-def flop_set(spec, seed=0):
+def flop_set(text, seed=0):
     """The flops a batch argument names: "all", "sample:N" or a file."""
-    if spec == "all":
+    if text == "all":
         return all_flops()
-    if spec.startswith("sample:"):
+    if text.startswith("sample:"):
         try:
-            n = int(spec[len("sample:"):])
+            n = int(text[len("sample:"):])
         except ValueError:
-            raise FlopError(f"bad flop set {spec!r}: sample:N, N a whole number") from None
+            raise FlopError(f"bad flop set {text!r}: sample:N, N a whole number") from None
         return sample(n, seed)
-    return read_flops(spec)
+    return read_flops(text)

@@ -28,9 +28,10 @@ def _free_port():
 
 
 class OneNodeCluster:
-    def __init__(self, cpus=None):
+    def __init__(self, cpus=None, max_array_size=1001):
         self.dir = tempfile.mkdtemp(prefix="kestrune-slurm-")
         self.cpus = cpus or os.cpu_count() or 1
+        self.max_array_size = max_array_size
         self.pids = []
         self.env = dict(os.environ)
         self.conf = os.path.join(self.dir, "slurm.conf")
@@ -86,6 +87,7 @@ MpiDefault=none
 ReturnToService=2
 MailProg=/bin/true
 MinJobAge=600
+MaxArraySize={self.max_array_size}
 NodeName=kestrune-node NodeHostname={socket.gethostname()} NodeAddr=127.0.0.1 CPUs={self.cpus} RealMemory={memory} State=UNKNOWN
 PartitionName=batch Nodes=ALL Default=YES MaxTime=INFINITE State=UP
 """)

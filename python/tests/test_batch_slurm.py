@@ -48,7 +48,11 @@ def test_slurm_array_matches_local_runs(tmp_path):
         run = run_batch(spot, flops, "--out", tmp_path / f"local{jobs}", "--jobs", jobs)
         walls[f"local --jobs {jobs}"] = time.perf_counter() - t0
         assert run.returncode == 0, run.stderr
-    with OneNodeCluster(cpus=2) as cluster:
+    # Array indices up to 5: six flops fit, seven are refused before submitting.
+    with OneNodeCluster(cpus=2, max_array_size=6) as cluster:
+        run = run_batch(spot, "sample:7", "--out", tmp_path / "seven", "--slurm", env=cluster.env)
+        assert run.returncode == 2 and "MaxArraySize" in run.stderr, run.stderr
+        assert not (tmp_path / "seven" / "slurm" / "job.json").exists()
         t0 = time.perf_counter()
         run = run_batch(spot, flops, "--out", tmp_path / "slurm", "--slurm", env=cluster.env)
         walls["slurm"] = time.perf_counter() - t0
