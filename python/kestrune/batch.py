@@ -299,14 +299,15 @@ def run_local(out_dir, manifest, jobs, solver_path=None, progress=True):
     threads = max(1, total // jobs)
     todo = pending(out_dir, manifest)
     env = dict(os.environ)
+    package_root = task_command(out_dir, threads, solver_path)[1]
+    env["PYTHONPATH"] = package_root + (os.pathsep + env["PYTHONPATH"] if env.get("PYTHONPATH") else "")
     running, counts = {}, {"done": 0, "failed": 0, "busy": 0, "skipped": 0}
     bar = _bar(len(todo), progress)
     try:
         while todo or running:
             while todo and len(running) < jobs:
                 index = todo.pop(0)
-                cmd, package_root = task_command(out_dir, threads, solver_path, index)
-                env["PYTHONPATH"] = package_root + (os.pathsep + env["PYTHONPATH"] if env.get("PYTHONPATH") else "")
+                cmd = task_command(out_dir, threads, solver_path, index)[0]
                 running[subprocess.Popen(cmd, env=env, preexec_fn=_die_with_parent)] = index
             pid, status = os.wait()
             proc = next((p for p in running if p.pid == pid), None)
