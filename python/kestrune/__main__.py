@@ -119,19 +119,20 @@ def batch(args):
     if not args.quiet:
         print(f"{len(manifest['flops'])} flops, {done_before} done before, {len(todo)} to solve")
     t0 = time.perf_counter()
-    if args.slurm:
-        job, flops_in_job = b.submit_slurm(args.out, manifest, args.bin)
-        if job is not None:
-            if not args.quiet:
-                print(f"Slurm job {job}: {len(flops_in_job)} tasks")
-            b.wait_slurm(args.out, manifest, job, flops_in_job, progress=not args.quiet)
-    elif todo:
-        try:
+    try:
+        if args.slurm:
+            job, flops_in_job = b.submit_slurm(args.out, manifest, args.bin)
+            if job is not None:
+                if not args.quiet:
+                    print(f"Slurm job {job}: {len(flops_in_job)} tasks")
+                b.wait_slurm(args.out, manifest, job, flops_in_job, progress=not args.quiet)
+        elif todo:
             b.run_local(args.out, manifest, args.jobs, args.bin, progress=not args.quiet)
-        except KeyboardInterrupt:
-            # The flops in flight are lost, nothing else: say how to go on.
-            print("kestrune: interrupted; run the same command again to go on", file=sys.stderr)
-            return 130
+    except KeyboardInterrupt:
+        # Here the flops in flight are lost and nothing else; on Slurm the
+        # job goes on, and the same command waits for it again.
+        print("kestrune: interrupted; run the same command again to go on", file=sys.stderr)
+        return 130
     wall = time.perf_counter() - t0
     rows, _ = aggregate(args.out)
     failed = b.failures(args.out, manifest)
@@ -141,7 +142,9 @@ def batch(args):
     for name, error in failed.items():
         print(f"failed {name}: {error}", file=sys.stderr)
     if left:
-        print(f"kestrune: {left} flops not done; run the same command again to retry them", file=sys.stderr)
+        where = f" (the tasks' output: {os.path.join(args.out, 'slurm')})" if args.slurm else ""
+        print(f"kestrune: {left} flops not done{where}; run the same command again to retry them",
+              file=sys.stderr)
         return 1
     return 0
 
