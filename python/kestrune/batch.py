@@ -11,14 +11,17 @@ same command carries on where the last one stopped:
     DIR/flops/<FLOP>/error.txt      why the last attempt failed
     DIR/flops/<FLOP>/lock           held while a process solves the flop
     DIR/batch.log               one line per start, finish and failure
-    DIR/slurm/                  the array script, its task lists and logs
+    DIR/slurm/                  the array script, its task lists and logs,
+                                job.json: the job a re-run waits for if it still runs
 
 A flop counts as done when its summary.json exists and as nothing else:
 a flop killed in flight leaves no summary and is solved again, a failed
 one leaves error.txt and is tried again, a done one is never touched.  The
 lock (flock, released by the kernel when its holder dies) keeps two live
 processes from solving one flop at the same time, say a re-run next to
-the orphans of a killed one.
+the orphans of a killed one.  On a cluster's shared file system a lock
+may hold on one node only; there job.json keeps a re-run from submitting
+flops that a live job still has.
 
 Every flop is solved by `solve_task` in a process of its own (the
 `batch-task` command), whether started here or by Slurm: reading a report
