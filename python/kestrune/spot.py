@@ -149,9 +149,15 @@ def parse_spot(table):
 
 
 def load_spot(path):
+    with open(path, "rb") as f:
+        return load_spot_text(f.read().decode(), path)
+
+
+def load_spot_text(text, path="spot"):
+    """A spot from the text of a spot file; `path` names it in errors and,
+    without a `name` key, gives the name."""
     try:
-        with open(path, "rb") as f:
-            table = tomllib.load(f)
+        table = tomllib.loads(text)
     except tomllib.TOMLDecodeError as e:
         raise SpotError(f"{path}: {e}") from None
     spot = parse_spot(table)

@@ -1,5 +1,7 @@
 """Fixtures: a real Kestrune process (built by scripts/test before these
-run) and small river and turn spots that solve in well under a second."""
+run), small river and turn spots that solve in well under a second, and a
+flop spot for batches that solves in a second or two on one thread, a fixed
+number of iterations so that every run of it gives the same numbers."""
 
 import os
 import sys
@@ -36,6 +38,34 @@ turn_ip = "50%"
 river_oop = "50%"
 river_ip = "50%"
 """
+
+FLOP = """
+name = "batch test"
+board = "As 7d 2c"
+pot = 55
+stack = 100
+oop_range = "JJ-88,AJs-ATs,KQs,QJs,JTs,T9s"
+ip_range = "AA-TT,AKs-AQs,KQs,AKo"
+accuracy = 0.001
+threads = 1
+max_iterations = 20
+compression = "none"
+[bets]
+flop_oop = ""
+flop_ip = "33%, 75%"
+turn_oop = "75%"
+turn_ip = "75%"
+river_oop = "a"
+river_ip = "a"
+[report]
+turns = ""
+"""
+
+SIX_FLOPS = "As 7d 2c\nKh Qh 5h\n8s 8d 3c\nTd 9d 4s\nJc Jd Jh\n6s 5s 4d\n"
+
+
+def pytest_configure(config):
+    config.addinivalue_line("markers", "slurm: starts a one-node Slurm cluster (a minute or two)")
 
 
 def write_spot(tmp_path, text, name="spot.toml"):
