@@ -86,7 +86,10 @@ void LineWeight(int nodeIndex, int turnCard, int riverCard, double* out) {
   if (read) {
     // The last strategy read on the way may lie on a forgotten board.
     const DealIndexes deal = NodeDeal(context, *read, turnCard, riverCard);
-    if (NodeDealComplete(*read, deal)) BringBackSubgame(context, *read, deal.turn, deal.river, true);
+    if (NodeDealComplete(*read, deal) && !BringBackSubgame(context, *read, deal.turn, deal.river, true)) {
+      std::fill(out, out + HandCount, NaN);
+      return;
+    }
   }
   std::lock_guard<std::mutex> passLock(PassMutex);
   const Pass pass = StartPass(context, TraversalMode::NodeQuery, 0);

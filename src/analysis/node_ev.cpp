@@ -145,9 +145,10 @@ std::pair<int, int> TreeDeal(const SolverContext& context, const DealIndexes& de
 
 // A query walks the target's subtree: every forgotten board it reaches,
 // the target's own and the rivers below a turn target, is solved first.
-void BringBackForQuery(SolverContext& context, TreeNode& target, int turn, int river) {
-  BringBackSubgame(context, target, turn, river, true);
-  BringBackRiversBelow(context, target, turn, river);
+// False where a board can't be walked for want of memory.
+bool BringBackForQuery(SolverContext& context, TreeNode& target, int turn, int river) {
+  const bool own = BringBackSubgame(context, target, turn, river, true);
+  return BringBackRiversBelow(context, target, turn, river) && own;
 }
 
 // Cards that can come on a later street: not on the built board, not
@@ -172,7 +173,7 @@ void NodeEv(int player, int nodeIndex, int turnCard, int riverCard, double* outE
   const auto [turn, river] = TreeDeal(context, deal);
   CheckLineHasCards(context, line, turn, river);
   RefreshStoredValues(context);
-  BringBackForQuery(context, context.nodes[size_t(nodeIndex)], turn, river);
+  if (!BringBackForQuery(context, context.nodes[size_t(nodeIndex)], turn, river)) return;
 
   std::lock_guard<std::mutex> passLock(PassMutex);
   Captured captured;
@@ -214,7 +215,8 @@ void NodeEvOverDeals(int player, int nodeIndex, int turnCard, int riverCard, dou
           const DealIndexes deal = FindDeal(context, turnPick, riverPick);
           if (deal.unknownCard) continue;
           const auto [turn, river] = TreeDeal(context, deal);
-          BringBackForQuery(context, context.nodes[size_t(nodeIndex)], turn, river);
+          if (!BringBackForQuery(context, context.nodes[size_t(nodeIndex)], turn, river))
+            FailCommand("out of memory");
         }
         passLock.lock();
       }

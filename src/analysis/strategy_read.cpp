@@ -33,8 +33,7 @@ void ReadAllStrategyRows(int nodeIndex, int turnCard, int riverCard, std::vector
   rows.assign(size_t(actions), std::vector<double>(HandCount, NaN));
   const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
   if (!NodeDealComplete(node, deal) || actions == 0) return;
-  BringBackSubgame(context, node, deal.turn, deal.river, true);
-  if (!node.store0) return;
+  if (!BringBackSubgame(context, node, deal.turn, deal.river, true) || !node.store0) return;
 
   std::lock_guard<std::mutex> passLock(PassMutex);
   const Pass pass = StartPass(context, TraversalMode::NodeQuery, node.player);
@@ -77,8 +76,7 @@ void ReadLockVector(int nodeIndex, int turnCard, int riverCard, double* out) {
   std::fill(out, out + HandCount, NaN);
   const DealIndexes deal = NodeDeal(context, node, turnCard, riverCard);
   if (!NodeDealComplete(node, deal)) return;
-  BringBackSubgame(context, node, deal.turn, deal.river, false);
-  if (!node.store0) return;
+  if (!BringBackSubgame(context, node, deal.turn, deal.river, false) || !node.store0) return;
   std::lock_guard<std::mutex> passLock(PassMutex);
   const size_t hands = ListSize(context, deal);
   std::vector<float> row(hands, 0.0f);

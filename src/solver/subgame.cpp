@@ -8,6 +8,7 @@
 
 #include "setup/compatible_weight.h"
 #include "setup/console.h"
+#include "setup/failure.h"
 #include "setup/settings.h"
 #include "solver/boundary_walk.h"
 #include "solver/forget.h"
@@ -202,28 +203,32 @@ double SolveSubgame(SolverContext& context, TreeNode& top, int turn, int river, 
   return exploitability;
 }
 
-void BringBackSubgame(SolverContext& context, TreeNode& node, int turn, int river, bool solve) {
-  if (!(context.flags & IncompleteTreeFlag) || !Forgotten(context)) return;
-  if (node.street < context.forgottenStreet || !CardOfStreetGiven(node, turn, river)) return;
+bool BringBackSubgame(SolverContext& context, TreeNode& node, int turn, int river, bool solve) {
+  if (!(context.flags & IncompleteTreeFlag) || !Forgotten(context)) return true;
+  if (node.street < context.forgottenStreet || !CardOfStreetGiven(node, turn, river)) return true;
   TreeNode& top = SubgameTop(context, node);
-  if (top.IsEnd()) return;
+  if (top.IsEnd()) return true;
   {
     std::lock_guard<std::mutex> passLock(PassMutex);
-    RebuildSubtreeStores(context, top, false);
+    // Without memory for its rows the subgame can't be walked.
+    if (!RebuildSubtreeStores(context, top, false)) return false;
   }
   if (solve) SolveSubgame(context, top, turn, river, false);
+  return true;
 }
 
-void BringBackRiversBelow(SolverContext& context, TreeNode& node, int turn, int river) {
-  if (!(context.flags & IncompleteTreeFlag) || context.forgottenStreet != 3 || turn < 0 || node.IsEnd()) return;
+bool BringBackRiversBelow(SolverContext& context, TreeNode& node, int turn, int river) {
+  if (!(context.flags & IncompleteTreeFlag) || context.forgottenStreet != 3 || turn < 0 || node.IsEnd()) return true;
+  bool ready = true;
   if (node.street == 3) {
-    if (river >= 0) return;
+    if (river >= 0) return true;
     const int rivers = int(context.boardTree->turns[size_t(turn)].rivers.size());
-    for (int r = 0; r < rivers; ++r) BringBackSubgame(context, node, turn, r, true);
-    return;
+    for (int r = 0; r < rivers; ++r) ready &= BringBackSubgame(context, node, turn, r, true);
+    return ready;
   }
-  if (node.street != 2) return;
-  for (int32_t child : node.children) BringBackRiversBelow(context, context.nodes[size_t(child)], turn, river);
+  if (node.street != 2) return true;
+  for (int32_t child : node.children) ready &= BringBackRiversBelow(context, context.nodes[size_t(child)], turn, river);
+  return ready;
 }
 
 double SolvePartialAt(SolverContext& context, TreeNode& node, int turn, int river) {
@@ -233,7 +238,7 @@ double SolvePartialAt(SolverContext& context, TreeNode& node, int turn, int rive
   {
     std::lock_guard<std::mutex> passLock(PassMutex);
     if (!context.storesReady) AllocateStores(context);
-    RebuildSubtreeStores(context, top, false);
+    if (!RebuildSubtreeStores(context, top, false)) FailCommand("out of memory");
   }
   return SolveSubgame(context, top, turn, river, true);
 }
@@ -308,6 +313,9 @@ void ResolveStreet(SolverContext& context, int street) {
   if (Forgotten(context) && (context.flags & IncompleteTreeFlag)) street = std::min(street, int(context.forgottenStreet));
   RebuildForgottenStreets(context);
   if (!context.storesReady) AllocateStores(context);
+  // Every subgame is walked: its rows must all have their memory.
+  for (const TreeNode& node : context.nodes)
+    if (node.street >= street && node.store0 && !node.storesAllocated) FailCommand("out of memory");
   std::vector<BoundaryFrame> frames = BoundaryWalk(context, street);
 
   std::lock_guard<std::mutex> passLock(PassMutex);

@@ -31,20 +31,24 @@ double SolveSubgame(SolverContext& context, TreeNode& top, int turn, int river, 
 // What every query does before it reads a node: if the node lies on a
 // forgotten street with its card given, its subgame gets stores and, with
 // solve, is solved unless done. Does nothing on a tree whose forgotten
-// streets were rebuilt. The caller doesn't hold the pass mutex.
-void BringBackSubgame(SolverContext& context, TreeNode& node, int turn, int river, bool solve);
+// streets were rebuilt. False if its stores couldn't have their memory:
+// the board can't be read then. The caller doesn't hold the pass mutex.
+bool BringBackSubgame(SolverContext& context, TreeNode& node, int turn, int river, bool solve);
 
 // A query that walks down from a node whose river isn't dealt yet, with
 // its turn given, on a tree whose rivers are forgotten, goes through the
-// river subgames of that turn below it: each is solved unless done.
-void BringBackRiversBelow(SolverContext& context, TreeNode& node, int turn, int river);
+// river subgames of that turn below it: each is solved unless done. False
+// as above.
+bool BringBackRiversBelow(SolverContext& context, TreeNode& node, int turn, int river);
 
 // solve_partial and explo_partial: solves the node's subgame again from
 // its rows as they stand, done or not; 0 where nothing is forgotten or the
-// node lies above the forgotten street.
+// node lies above the forgotten street. Fails with "out of memory" where
+// the subgame's stores can't have their memory.
 double SolvePartialAt(SolverContext& context, TreeNode& node, int turn, int river);
 
 // solve_all_splits: every subgame of street 2 or 3 at once, on stores of
 // that street brought back first where they were forgotten. Afterwards
-// nothing is forgotten.
+// nothing is forgotten. Fails with "out of memory" where stores can't have
+// their memory.
 void ResolveStreet(SolverContext& context, int street);
