@@ -18,6 +18,7 @@ import json
 import os
 import re
 
+from . import pages
 from .batch import flop_dir, read_manifest
 from .cards import RANKS, parse_board
 from .flops import CONNECTEDNESS, PAIRINGS, SUIT_TEXTURES, Flop, texture, texture_order
@@ -141,11 +142,5 @@ def aggregate(out_dir):
                  "IP": spot.ip_name}, "flops_total": len(manifest["flops"]),
                  "weight_total": sum(e["weight"] for e in manifest["flops"]),
                  "rows": rows, "labels": labels, "charts": data, "failed": failed}
-    payload = json.dumps(page_data).replace("</", "<\\/")
-    with open(os.path.join(os.path.dirname(__file__), "batch_page.html")) as f:
-        page = f.read()
-    title = str(spot.name).replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
-    page = page.replace("/*DATA*/null", payload).replace("{{TITLE}}", title)
-    with open(os.path.join(out_dir, "report.html"), "w") as f:
-        f.write(page)
+    pages.write_page("batch_page.html", os.path.join(out_dir, "report.html"), spot.name, page_data)
     return rows, data

@@ -15,7 +15,7 @@ import time
 
 import numpy as np
 
-from . import __version__
+from . import __version__, pages
 from .cards import CLASS_HANDS, GRID, card_index, card_text, class_name, hand_index
 from .client import Limit, Solver
 from .results import PLAYERS, Tree, walk
@@ -118,14 +118,5 @@ def study(spot, out_dir, solver_path=None, progress=True):
 
 
 def write_html(path, summary, nodes):
-    payload = json.dumps({"summary": summary, "nodes": nodes, "grid": GRID})
-    payload = payload.replace("</", "<\\/")  # keep the data from closing its script tag
-    with open(os.path.join(os.path.dirname(__file__), "report_page.html")) as f:
-        page = f.read()
-    page = page.replace("/*DATA*/null", payload).replace("{{TITLE}}", _html(summary["spot"]["name"]))
-    with open(path, "w") as f:
-        f.write(page)
-
-
-def _html(text):
-    return str(text).replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
+    pages.write_page("report_page.html", path, summary["spot"]["name"],
+                     {"summary": summary, "nodes": nodes, "grid": GRID})
