@@ -23,6 +23,8 @@
 #include "storage/thread_scratch.h"
 #include "tree/solver_context.h"
 
+int SubgameRoundLimit = SubgameRoundCap;
+
 namespace {
 
 constexpr int FirstAccuracyTest = 50;
@@ -133,7 +135,7 @@ struct Subgame {
   double Run() {
     const double target = RecalcAccuracy[size_t(top.street - 1)];
     double exploitability = 0.0;
-    for (int round = 0; round < SubgameRoundCap; ++round) {
+    for (int round = 0; round < SubgameRoundLimit; ++round) {
       context.averageRiverNow = AverageRiverFor(context) ? 1 : 0;
       Walk(TraversalMode::Update, 1);
       Walk(TraversalMode::Update, 0);

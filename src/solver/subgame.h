@@ -17,6 +17,9 @@ struct TreeNode;
 // At most this many rounds; the accuracy is tested from round 50 on, every
 // 25 rounds.
 inline constexpr int SubgameRoundCap = 1000;
+// The cap in force: SubgameRoundCap, lowered only by the fuzzer, whose
+// inputs must stay fast.
+extern int SubgameRoundLimit;
 
 // The top of the subgame that holds `node`: its first node on the
 // forgotten street.

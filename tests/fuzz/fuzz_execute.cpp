@@ -8,6 +8,7 @@
 // that any input, also through the scripts it writes and loads, stays fast
 // and harmless to the machine:
 //   go               at most MaxSteps steps, never a time limit
+//   subgame re-solves at most SubgameRounds rounds, one accuracy test
 //   set_threads      at most MaxThreads threads
 //   sleep            at most a few milliseconds; take_a_break no wait
 //   build_tree       flop and turn trees only from a small trie of lines
@@ -45,6 +46,7 @@
 #include "shell/shell_state.h"
 #include "shell/variables.h"
 #include "solver/solver_control.h"
+#include "solver/subgame.h"
 #include "solver/solver_driver.h"
 #include "tree/isomorphism.h"
 #include "tree/schematic_tree.h"
@@ -73,6 +75,7 @@ void WrapFatalStop(const char* line) asm("__wrap__Z9FatalStopPKc");
 namespace {
 
 constexpr int MaxSteps = 2;
+constexpr int SubgameRounds = 50;
 constexpr int MaxThreads = 2;
 constexpr int MaxSleepMilliseconds = 5;
 // A flop tree walks every turn and river, a turn tree every river: only a
@@ -132,6 +135,7 @@ void Initialise() {
   if (done) return;
   done = true;
   MainThread = std::this_thread::get_id();
+  SubgameRoundLimit = SubgameRounds;
   InitHandTables();
   BuildHandTables();
   int null = open("/dev/null", O_WRONLY);
