@@ -9,12 +9,14 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <string>
 #include <vector>
 
 #include "../setup/setup_test_util.h"
 #include "analysis/node_ev.h"
 #include "shell/shell_commands.h"
+#include "setup/console.h"
 #include "shell/shell_state.h"
 #include "solver/forget.h"
 #include "solver/solver_driver.h"
@@ -234,6 +236,15 @@ TEST_F(ForgetTest, AForgottenTreeFileIsSmallAndAnswersAfterALoad) {
   Load(forgotten);
   EXPECT_EQ(Context().forgottenStreet, 3);
   EXPECT_TRUE(Context().flags & IncompleteTreeFlag);
+  // The first query solves the board, and says so in whole milliseconds
+  // when asked to; a board solved before answers from its rows.
+  ScopedValue<int> verbose(Verbosity, 1);
+  testing::internal::CaptureStdout();
+  PlaceValue(river);
+  EXPECT_TRUE(std::regex_search(testing::internal::GetCapturedStdout(), std::regex(R"(\[SolveSubgame: [0-9]+ms\]\n)")));
+  testing::internal::CaptureStdout();
+  PlaceValue(river);
+  EXPECT_EQ(testing::internal::GetCapturedStdout().find("SolveSubgame"), std::string::npos);
   // The file keeps the turn strategy in thousandths, so the arriving ranges
   // differ a little from those in memory.
   const double loadedExplo = Resolve(river);
