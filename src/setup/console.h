@@ -8,6 +8,8 @@
 // it encloses nothing but one write.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <mutex>
 
 #include "setup/relaxed_setting.h"
@@ -18,5 +20,9 @@ extern std::mutex OutputMutex;
 // reads it while the main thread may set it.
 extern RelaxedSetting<bool> UiNotifications;
 
-// Formats straight to the standard output and flushes it.
+// Formats straight to the standard output and flushes it, or, while a
+// writer is set, hands the text to it: a server sends it to its client.
+// Atomic, since the solver thread prints while the main thread sets it.
 void PrintNow(const char* format, ...) __attribute__((format(printf, 1, 2)));
+using MessageWriter = void (*)(const char* text, size_t length);
+extern std::atomic<MessageWriter> PrintNowOutput;
