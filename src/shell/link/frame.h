@@ -61,19 +61,16 @@ const char* RefuseClientFrame(const FrameHeader& header);
 // The same for frames of the server, on the client.
 const char* RefuseServerFrame(const FrameHeader& header);
 
-// Reads a body of `length` bytes into `body`, growing it only by blocks
+// Reads a body of `length` bytes into `body`, which grows only by blocks
 // that have arrived. False if the source ended first.
 template <class Source>
 bool ReadFrameBody(Source& source, uint64_t length, std::string& body) {
   body.clear();
+  char block[FrameBlockBytes];
   while (body.size() < length) {
-    const size_t block = size_t(std::min<uint64_t>(FrameBlockBytes, length - body.size()));
-    const size_t start = body.size();
-    body.resize(start + block);
-    if (!source.ReadExact(body.data() + start, block)) {
-      body.resize(start);
-      return false;
-    }
+    const size_t size = size_t(std::min<uint64_t>(FrameBlockBytes, length - body.size()));
+    if (!source.ReadExact(block, size)) return false;
+    body.append(block, size);
   }
   return true;
 }
@@ -102,6 +99,27 @@ bool ReadFileFrameReply(Source& source, std::string& reply) {
   const uint32_t length = DecodeUint32(size);
   if (length > MaxReplyBytes) return false;
   return ReadFrameBody(source, length, reply);
+}
+
+enum class ClientFrame {
+  Request,  // a command line, in `line`
+  Upload,   // a file, passed to `upload` block by block
+  End,      // the connection ended, between frames or inside one
+  Refused,  // a frame the server won't read; `refusal` says why
+};
+
+// Reads the next frame of a client, as the server does.
+template <class Source, class Upload>
+ClientFrame ReadClientFrame(Source& source, std::string& line, Upload&& upload, FrameHeader& header,
+                            const char*& refusal) {
+  uint8_t bytes[FrameHeaderBytes];
+  if (!source.ReadExact(bytes, sizeof bytes)) return ClientFrame::End;
+  header = DecodeFrameHeader(bytes);
+  refusal = RefuseClientFrame(header);
+  if (refusal) return ClientFrame::Refused;
+  if (header.kind == UploadFrame)
+    return CopyFrameBody(source, header.length, upload) ? ClientFrame::Upload : ClientFrame::End;
+  return ReadFrameBody(source, header.length, line) ? ClientFrame::Request : ClientFrame::End;
 }
 
 // Writes a whole kind 3 frame: the header with the file's size, the file in

@@ -116,46 +116,59 @@ void RunRequest(const std::string& line) {
   ServerSend(ReplyFrame, reply);
 }
 
-// Writes an uploaded file beside its final name and renames it at the end,
-// so load_tree never reads half a file. A file that can't be written is
-// still read off the connection; load_tree then finds no file.
-bool ReceiveUpload(SocketSource& source, uint64_t length) {
-  std::remove(ServerTempFile);
-  const std::string partial = std::string(ServerTempFile) + ".partial";
-  std::FILE* file = std::fopen(partial.c_str(), "wb");
-  bool written = file != nullptr;
-  const bool whole = CopyFrameBody(source, length, [&](const char* data, size_t size) {
+// An uploaded file is written beside its final name and renamed when it
+// is whole, so load_tree never reads half a file. A file that can't be
+// written is still read off the connection; load_tree then finds no file.
+struct Upload {
+  std::string partial = std::string(ServerTempFile) + ".partial";
+  std::FILE* file = nullptr;
+  bool started = false;
+  bool written = false;
+
+  // The last file goes first: a cut upload must not leave it for load_tree.
+  void Start() {
+    started = true;
+    std::remove(ServerTempFile);
+    file = std::fopen(partial.c_str(), "wb");
+    written = file != nullptr;
+  }
+  void operator()(const char* data, size_t size) {
+    if (!started) Start();
     if (written && std::fwrite(data, 1, size, file) != size) written = false;
-  });
-  if (file) written = std::fclose(file) == 0 && written;
-  if (whole && written) written = std::rename(partial.c_str(), ServerTempFile) == 0;
-  if (!whole || !written) std::remove(partial.c_str());
-  if (whole && !written) std::fprintf(stderr, "link: can't write %s\n", ServerTempFile);
-  return whole;
-}
+  }
+  // Called once the frame has been read, whole or not.
+  void Finish(bool whole) {
+    if (!started) Start();
+    if (file) written = std::fclose(file) == 0 && written;
+    file = nullptr;
+    if (whole && written) written = std::rename(partial.c_str(), ServerTempFile) == 0;
+    if (!whole || !written) std::remove(partial.c_str());
+    if (whole && !written) std::fprintf(stderr, "link: can't write %s\n", ServerTempFile);
+  }
+};
 
 // Runs the client's frames until it leaves or breaks the protocol.
 void ServeClient(ServerLink& link) {
   SocketSource source{link.client};
   std::string line;
   for (;;) {
-    uint8_t bytes[FrameHeaderBytes];
-    if (!source.ReadExact(bytes, sizeof bytes)) return;
-    const FrameHeader header = DecodeFrameHeader(bytes);
-    if (const char* refusal = RefuseClientFrame(header)) {
-      // The client may be waiting for a reply; it gets this one, then the
-      // connection ends, since the body can't be skipped unread.
-      std::fprintf(stderr, "link: %s (kind %u, length %llu), connection closed\n", refusal, unsigned(header.kind),
-                   (unsigned long long)header.length);
-      ServerSend(ReplyFrame, std::string("ERROR: ") + refusal + ", connection closed\n");
-      return;
+    Upload upload;
+    FrameHeader header{RequestFrame, 0};
+    const char* refusal = nullptr;
+    const ClientFrame frame = ReadClientFrame(source, line, upload, header, refusal);
+    if (header.kind == UploadFrame && !refusal) upload.Finish(frame == ClientFrame::Upload);
+    switch (frame) {
+      case ClientFrame::End: return;
+      case ClientFrame::Upload: break;
+      case ClientFrame::Request: RunRequest(line); break;
+      case ClientFrame::Refused:
+        // The client may be waiting for a reply; it gets this one, then
+        // the connection ends, since the body can't be skipped unread.
+        std::fprintf(stderr, "link: %s (kind %u, length %llu), connection closed\n", refusal,
+                     unsigned(header.kind), (unsigned long long)header.length);
+        ServerSend(ReplyFrame, std::string("ERROR: ") + refusal + ", connection closed\n");
+        return;
     }
-    if (header.kind == UploadFrame) {
-      if (!ReceiveUpload(source, header.length)) return;
-      continue;
-    }
-    if (!ReadFrameBody(source, header.length, line)) return;
-    RunRequest(line);
   }
 }
 
