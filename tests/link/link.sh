@@ -10,7 +10,7 @@
 #      header or body cut short, an upload cut short): each costs only its
 #      connection, and the next client finds the tree;
 #   4. a server killed under a waiting request: the client answers an error
-#      line and goes on with its input.
+#      line and goes on with its input; connect and disconnect refusals.
 # Every process runs under a timeout, servers take a free port (--port 0)
 # and write it to a file, so parallel runs never collide.
 set -u
@@ -117,7 +117,8 @@ kill "$server_pid"
 
 # --- 4. the server dies under a waiting request --------------------------
 start_server s3
-printf '%s\n' "connect 127.0.0.1 $port" "sleep 20000" "is_ready" "disconnect" "is_ready" > dying.in
+printf '%s\n' "connect 127.0.0.1 $port" "sleep 20000" "is_ready" "connect 127.0.0.1 1" "is_ready" "disconnect" \
+  "is_ready" "disconnect" "connect 127.0.0.1 0" "connect a 1 2" > dying.in
 client < dying.in > dying.out &
 client_pid=$!
 sleep 1
@@ -125,11 +126,17 @@ kill -9 "$server_pid"; wait "$server_pid" 2> /dev/null
 wait "$client_pid"
 status=$?
 [ "$status" = 0 ] || fail "server death: the client ended with status $status"
+# A connect that fails (nothing listens on port 1) keeps the dead link.
 expected='ERROR: sleep connection to the server lost
 ERROR: is_ready connection to the server lost
+ERROR: connect can'"'"'t connect to 127.0.0.1:1 (Connection refused)
+ERROR: is_ready connection to the server lost
 disconnect ok!
-is_ready ok!'
-[ "$(tail -n 4 dying.out)" = "$expected" ] || { fail "server death: the client said"; cat dying.out; }
+is_ready ok!
+ERROR: disconnect not connected
+ERROR: connect incorrect or missing argument
+ERROR: connect incorrect or missing argument'
+[ "$(tail -n 9 dying.out)" = "$expected" ] || { fail "server death: the client said"; cat dying.out; }
 
 [ $failed = 0 ] && echo "link: all cases passed"
 [ $failed = 0 ]

@@ -36,10 +36,12 @@ void CmdConnect(const Tokens& tokens) {
   const std::string host = tokens.size() > 1 ? tokens[1] : DefaultConnectHost;
   const int port = tokens.size() > 2 ? ParseInt(tokens[2]) : DefaultConnectPort;
   if (port < 1 || port > 65535) ThrowBadArguments(tokens);
-  ActiveRemoteLink.reset();
+  // A connect that fails leaves the link as it was, so the lines after it
+  // don't quietly run here instead.
   std::string error;
-  ActiveRemoteLink = OpenRemoteLink(host, port, PrintMessage, error);
-  if (!ActiveRemoteLink) ThrowCommandError(error);
+  RemoteLinkHandle link = OpenRemoteLink(host, port, PrintMessage, error);
+  if (!link) ThrowCommandError(error);
+  ActiveRemoteLink = std::move(link);
   ReplyOk(tokens);
 }
 

@@ -8,9 +8,9 @@
 // and dump_tree are read here, as typed: load_tree sends the file first,
 // dump_tree receives it with the reply.
 //
-// A link that has failed stays until disconnect or the next connect: every
-// line then answers with an error instead of running here, on a tree the
-// user did not mean.
+// A link that has failed stays until disconnect or a connect that succeeds:
+// every line then answers with an error instead of running here, on a tree
+// the user did not mean.
 #pragma once
 
 #include "shell/tokenize.h"
