@@ -19,8 +19,8 @@ source_dir=$(realpath "$2")
 river="$source_dir/bench/spots/river_qsjh2h_spr2.txt"
 turn="$source_dir/tests/fuzz/turn_spot.txt"
 scratch=$(mktemp -d)
-servers=()
-trap 'for pid in "${servers[@]}"; do kill -9 "$pid" 2>/dev/null; done; rm -rf "$scratch"' EXIT
+servers=() watchdogs=()
+trap 'kill "${watchdogs[@]}" 2> /dev/null; kill -9 "${servers[@]}" 2> /dev/null; rm -rf "$scratch"' EXIT
 cd "$scratch"
 failed=0
 fail() {
@@ -36,8 +36,9 @@ start_server() {
   (cd "$dir" && exec "$program" --server --port 0 --port-file port "$@" > out 2> err) &
   server_pid=$!
   servers+=("$server_pid")
-  # A watchdog, for a run that ends without its trap.
+  # A watchdog, for a run that ends without its trap; the trap ends it.
   (sleep 120 && kill -9 "$server_pid") > /dev/null 2>&1 &
+  watchdogs+=($!)
   for _ in $(seq 200); do
     [ -s "$dir/port" ] && break
     sleep 0.05
