@@ -169,6 +169,6 @@ void CmdDumpTree(const Tokens& tokens) {
     std::remove(partial.c_str());
     ThrowSystemError("can't write to file", error);
   }
-  if (ServingClient()) SetServerPendingFile(path);
+  if (ServingClient()) SetServerPendingFile(path, true);
   ReplyOk(tokens);
 }

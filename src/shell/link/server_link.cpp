@@ -30,6 +30,7 @@ struct ServerLink {
   bool connected = false;  // under sendMutex
   // Main thread only: set by dump_tree, taken by the reply.
   std::string pendingFile;
+  bool deletePendingFile = true;
 };
 
 std::unique_ptr<ServerLink> ActiveServerLink;
@@ -75,7 +76,7 @@ void SendPendingFile(ServerLink& link, std::string_view reply) {
   struct stat info {};
   if (!file || fstat(fileno(file), &info) != 0) {
     if (file) std::fclose(file);
-    std::remove(path.c_str());
+    if (link.deletePendingFile) std::remove(path.c_str());
     ServerSend(ReplyFrame, "ERROR: dump_tree can't send the file\n");
     return;
   }
@@ -88,7 +89,7 @@ void SendPendingFile(ServerLink& link, std::string_view reply) {
     }
   }
   std::fclose(file);
-  std::remove(path.c_str());
+  if (link.deletePendingFile) std::remove(path.c_str());
 }
 
 // PrintNow's text while clients are served: solver messages and progress.
@@ -266,8 +267,10 @@ void ServerSend(unsigned char kind, std::string_view text) {
 
 bool ServingClient() { return Serving; }
 
-void SetServerPendingFile(const std::string& path) {
-  if (ActiveServerLink) ActiveServerLink->pendingFile = path;
+void SetServerPendingFile(const std::string& path, bool deleteWhenSent) {
+  if (!ActiveServerLink) return;
+  ActiveServerLink->pendingFile = path;
+  ActiveServerLink->deletePendingFile = deleteWhenSent;
 }
 
 void CloseServerLink() {

@@ -43,8 +43,9 @@ void ServerSend(unsigned char kind, std::string_view text);
 // True while a command of a client runs: load_tree and dump_tree then use
 // ServerTempFile instead of the client's path.
 bool ServingClient();
-// dump_tree's file, sent with the next reply and deleted afterwards.
-void SetServerPendingFile(const std::string& path);
+// A file to send with the next reply (dump_tree's), and whether to delete
+// it once sent.
+void SetServerPendingFile(const std::string& path, bool deleteWhenSent);
 
 // Ends the link: the client's connection and the listening socket. For
 // tests, which open and close links in one process.
