@@ -10,7 +10,8 @@
 #      header or body cut short, an upload cut short): each costs only its
 #      connection, and the next client finds the tree;
 #   4. a server killed under a waiting request: the client answers an error
-#      line and goes on with its input; connect and disconnect refusals.
+#      line and goes on with its input; connect and disconnect refusals;
+#   5. --terminateonerror on the client ends it at the server's error line.
 # Every process runs under a timeout, servers take a free port (--port 0)
 # and write it to a file, so parallel runs never collide.
 set -u
@@ -138,6 +139,14 @@ ERROR: disconnect not connected
 ERROR: connect incorrect or missing argument
 ERROR: connect incorrect or missing argument'
 [ "$(tail -n 9 dying.out)" = "$expected" ] || { fail "server death: the client said"; cat dying.out; }
+
+# --- 5. --terminateonerror ends the client at the server's error line ----
+start_server s4 --exit
+printf '%s\n' "connect 127.0.0.1 $port" "set_threads" "is_ready" | client --terminateonerror > terminate.out
+status=$?
+[ "$status" = 1 ] || fail "terminate: the client ended with status $status"
+[ "$(tail -n 1 terminate.out)" = "ERROR: set_threads incorrect or missing argument" ] ||
+  { fail "terminate: the client said"; cat terminate.out; }
 
 [ $failed = 0 ] && echo "link: all cases passed"
 [ $failed = 0 ]

@@ -65,6 +65,9 @@ void RunRemotely(const std::string& line, const Tokens& tokens) {
     const std::string filePath = word == "dump_tree" && tokens.size() >= 2 ? tokens[1] : std::string();
     const RemoteReply reply = Request(link, line, filePath);
     if (!reply.fileError.empty()) return ReportLocally(word, "can't write to file (" + reply.fileError + ")");
+    // An error line is the client's failure too: its colour, and the end
+    // of the process under --terminateonerror.
+    if (reply.text.rfind("ERROR:", 0) == 0) return ReportInputError(reply.text);
     // The server has dropped what its "#" rule drops; the rest is shown as
     // it came.
     ShowHashLines = true;
