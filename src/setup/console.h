@@ -8,6 +8,8 @@
 // it encloses nothing but one write.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <mutex>
 
 #include "setup/relaxed_setting.h"
@@ -22,5 +24,9 @@ extern RelaxedSetting<bool> UiNotifications;
 // beside the replies. Set at start-up, before any other thread exists.
 extern int Verbosity;
 
-// Formats straight to the standard output and flushes it.
+// Formats straight to the standard output and flushes it, or, while a
+// writer is set, hands the text to it: a server sends it to its client.
+// Atomic, since the solver thread prints while the main thread sets it.
 void PrintNow(const char* format, ...) __attribute__((format(printf, 1, 2)));
+using MessageWriter = void (*)(const char* text, size_t length);
+extern std::atomic<MessageWriter> PrintNowOutput;

@@ -5,6 +5,7 @@
 #include "analysis/analysis_commands.h"
 #include "eval/eval_commands.h"
 #include "setup/setup_commands.h"
+#include "shell/link/link_commands.h"
 #include "shell/shell_commands.h"
 #include "solver/forget_commands.h"
 #include "solver/lock_commands.h"
@@ -96,6 +97,8 @@ const CommandEntry CommandTable[] = {
     {"repeat", CmdRepeat, -1},
     {"echo", CmdEcho, -1},
     {"ignore_mem_check", CmdIgnoreMemCheck, 2},
+    {"connect", CmdConnect, -1},
+    {"disconnect", CmdDisconnect, 1},
     {"show_cpu_info", CmdShowCpuInfo, 1},
     {"reset_tree_info", CmdResetTreeInfo, 1},
     {"add_info_line", CmdAddInfoLine, 2},

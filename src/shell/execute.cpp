@@ -11,9 +11,7 @@
 #include "shell/shell_state.h"
 #include "shell/variables.h"
 
-namespace {
-
-void EchoLine(const Tokens& tokens) {
+void EchoCommandLine(const Tokens& tokens) {
   std::string text = JoinTokens(tokens);
   SetTextColor(text[0] == '#' ? 5 : 3);
   {
@@ -23,6 +21,8 @@ void EchoLine(const Tokens& tokens) {
   }
   SetTextColor(7);
 }
+
+namespace {
 
 void TerminateAfterError(bool resetColor) {
   if (!TerminateOnError) return;
@@ -59,7 +59,7 @@ void ExecuteCommand(Tokens tokens) {
 
   // The echo comes before every test, so skipped lines and comments
   // show in a transcript too.
-  if (EchoCommands) EchoLine(tokens);
+  if (EchoCommands) EchoCommandLine(tokens);
 
   // Labels end a skip; a skip swallows everything else; comments.
   if (tokens.size() >= 2 && tokens[0] == "LABEL:") {

@@ -12,6 +12,9 @@
 
 void ExecuteCommand(Tokens tokens);
 
+// Shows a command line before it runs, as --echo asks.
+void EchoCommandLine(const Tokens& tokens);
+
 // Reports an error that belongs to no command, such as an input line too
 // long to be one: the text goes into the reply as a failed command's error
 // line does, and --terminateonerror ends the process after it.

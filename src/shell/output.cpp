@@ -4,12 +4,14 @@
 #include <unistd.h>
 
 #include <cstdarg>
+#include <algorithm>
 #include <cstdio>
 
 #include "shell/shell_state.h"
 
 bool ShowHashLines = false;
 std::vector<std::string> TreeInfoLines;
+ReplyWriter ReplyOutput = nullptr;
 
 namespace {
 
@@ -34,6 +36,17 @@ std::string FormatV(const char* format, va_list args) {
 
 // Writes the non-empty lines of the first `length` bytes and removes them.
 void WriteLines(size_t length) {
+  if (ReplyOutput) {
+    std::string lines;
+    for (size_t start = 0; start < length;) {
+      size_t end = std::min(ReplyBuffer.find('\n', start), length);
+      if (end > start) lines.append(ReplyBuffer, start, end - start).push_back('\n');
+      start = end + 1;
+    }
+    ReplyBuffer.erase(0, length);
+    ReplyOutput(lines);
+    return;
+  }
   std::lock_guard<std::mutex> lock(OutputMutex);
   size_t start = 0;
   while (start < length) {

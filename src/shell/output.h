@@ -28,6 +28,10 @@ void PrintReply(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void PrintReplyText(std::string_view text);
 // Writes the non-empty lines of the reply buffer, each with a line feed.
 void FlushReply();
+// While set, the lines FlushReply would write go here instead of to the
+// standard output: a server collects the reply for its client.
+using ReplyWriter = void (*)(std::string_view lines);
+extern ReplyWriter ReplyOutput;
 // A reply (a repeat of queries, say) may be far larger than memory: once
 // this many bytes are pending, its complete lines go out before the
 // command ends. The output is the same, only earlier.

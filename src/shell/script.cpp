@@ -8,6 +8,7 @@
 
 #include "shell/command_error.h"
 #include "shell/execute.h"
+#include "shell/link/link_commands.h"
 #include "shell/output.h"
 #include "shell/shell_state.h"
 
@@ -69,7 +70,10 @@ void RunInputLine(std::string line) {
   DropCarriageReturn(line);
   Tokens tokens = Tokenize(line);
   if (tokens.empty()) return;
-  ExecuteCommand(std::move(tokens));
+  if (RunsRemotely(tokens))
+    RunRemotely(line, tokens);
+  else
+    ExecuteCommand(std::move(tokens));
   FlushReply();
   std::fflush(stdout);
 }

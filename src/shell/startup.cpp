@@ -19,6 +19,8 @@
 #include "storage/codecs/codec.h"
 #include "shell/command_error.h"
 #include "shell/execute.h"
+#include "shell/link/link_commands.h"
+#include "shell/link/server_link.h"
 #include "shell/output.h"
 #include "shell/script.h"
 #include "shell/shell_state.h"
@@ -31,6 +33,7 @@ struct CommandLine {
   bool verbose = false, echo = false, color = false, terminate = false, suppressOk = false, compact = false;
   bool server = false, exitAfterClient = false;
   int port = 5251;
+  std::string bindAddress, portFile;
   std::vector<std::string> commands, variables;
   std::string script;
 };
@@ -53,11 +56,20 @@ CommandLine ParseCommandLine(int argc, char** argv) {
     TCLAP::MultiArg<std::string> variables("a", "var",
                                            "set value of a variable (set_value/get_value/$name in script)", false,
                                            "name=value", cmd);
+    // Our own: where the server listens (the link has no authentication,
+    // so the loopback address unless the user asks), and a file that
+    // receives the port, for a --port 0 whose port the system picked.
+    TCLAP::ValueArg<std::string> bind("", "bind", "server address (default 127.0.0.1, this machine only)", false,
+                                      DefaultServerAddress, "address", cmd);
+    TCLAP::ValueArg<std::string> portFile("", "port-file", "write the server's port to this file", false, "", "file",
+                                          cmd);
     TCLAP::UnlabeledValueArg<std::string> script("filename", "script to load", false, "", "script.txt", cmd);
     cmd.parse(argc, argv);
     result.server = server.getValue();
     result.port = port.getValue();
     result.exitAfterClient = exitArg.getValue();
+    result.bindAddress = bind.getValue();
+    result.portFile = portFile.getValue();
     result.verbose = verbose.getValue();
     result.echo = echo.getValue();
     result.color = color.getValue();
@@ -82,6 +94,16 @@ void StartThreadTeam() {
 #pragma omp parallel for reduction(+ : sum)
   for (int i = 0; i < 1000; ++i) sum += zero * i;
   (void)sum;
+}
+
+// Written beside the file and renamed, so a reader never sees half a port.
+bool WritePortFile(const std::string& path, int port) {
+  const std::string partial = path + ".partial";
+  std::FILE* file = std::fopen(partial.c_str(), "w");
+  if (!file) return false;
+  const bool written = std::fprintf(file, "%d\n", port) > 0;
+  if (std::fclose(file) != 0 || !written) return false;
+  return std::rename(partial.c_str(), path.c_str()) == 0;
 }
 
 void MainLoop() {
@@ -142,9 +164,25 @@ void RunShell(int argc, char** argv) {
     }
   }
 
+  // A server listens before any command runs, so that a port in use ends
+  // the process before a long script, and clients may queue meanwhile.
+  if (options.server) {
+    if (!OpenServerLink(options.bindAddress, options.port)) ExitProcess(1);
+    if (!options.portFile.empty() && !WritePortFile(options.portFile, ServerLinkPort())) {
+      std::fprintf(stderr, "can't write the port to %s\n", options.portFile.c_str());
+      ExitProcess(1);
+    }
+  }
+
   // The replies of all --cmd values go out together.
   if (!options.commands.empty()) {
-    for (const std::string& command : options.commands) ExecuteCommand(Tokenize(command));
+    for (const std::string& command : options.commands) {
+      Tokens tokens = Tokenize(command);
+      if (RunsRemotely(tokens))
+        RunRemotely(command, tokens);
+      else
+        ExecuteCommand(std::move(tokens));
+    }
     FlushReply();
     std::fflush(stdout);
   }
@@ -160,8 +198,12 @@ void RunShell(int argc, char** argv) {
     std::fflush(stdout);
   }
 
-  // Then the client's lines. The link of server mode comes with the TCP link; until then a
-  // server would have nothing to serve, and reads the standard input.
+  // Then the client's lines: from the standard input, or from the clients
+  // of a server, which never reads it.
+  if (options.server) {
+    RunServer(options.exitAfterClient);
+    ExitProcess(0);
+  }
   MainLoop();
   FlushReply();
   ExitProcess(0);

@@ -19,6 +19,7 @@
 
 #include "setup/settings.h"
 #include "shell/command_error.h"
+#include "shell/link/server_link.h"
 #include "shell/output.h"
 #include "shell/shell_commands.h"
 #include "shell/tree_lifecycle.h"
@@ -109,11 +110,19 @@ void LoadTreeFrom(TreeReader& in) {
 }
 
 void CmdLoadTree(const Tokens& tokens) {
+  // A client's path means nothing here: its file has come ahead of the
+  // line, and is read once.
+  const std::string path = ServingClient() ? ServerTempFile : tokens[1];
+  struct TempFileRemover {
+    const std::string& path;
+    ~TempFileRemover() {
+      if (ServingClient()) std::remove(path.c_str());
+    }
+  } remover{path};
   RequireSolverIdle();
   FreeTree();
   ClearLines();
   TreeInfoLines.clear();
-  const std::string& path = tokens[1];
   // Only a regular file: opening a pipe would wait for a writer forever,
   // and a device has no end.
   struct stat info {};
@@ -141,7 +150,8 @@ void CmdDumpTree(const Tokens& tokens) {
   // and read as the empty stores they are.
   if (!AllocateStores(context)) ThrowCommandError("out of memory");
 
-  const std::string& path = tokens[1];
+  // A client gets the file with the reply, wherever it asked for it.
+  const std::string path = ServingClient() ? ServerTempFile : tokens[1];
   const std::string partial = path + ".partial";
   FileHandle file(std::fopen(partial.c_str(), "wb"));
   if (!file) ThrowSystemError("can't open file", errno);
@@ -159,5 +169,6 @@ void CmdDumpTree(const Tokens& tokens) {
     std::remove(partial.c_str());
     ThrowSystemError("can't write to file", error);
   }
+  if (ServingClient()) SetServerPendingFile(path, true);
   ReplyOk(tokens);
 }

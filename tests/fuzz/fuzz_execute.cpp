@@ -16,6 +16,8 @@
 //                    paths folded onto four files of a scratch directory,
 //                    or onto two fixed spots: "river" (bench/spots) and
 //                    "turn" (turn_spot.txt here, with few lines)
+//   connect          refused without a connection: a port of this
+//                    machine may be anything's
 //   exit             ends the input instead of the process
 //   FatalError, FatalStop
 //                    abort, so that the fuzzer reports them
@@ -68,6 +70,7 @@ KESTRUNE_WRAPPED(LoadScript, "13CmdLoadScript")
 KESTRUNE_WRAPPED(SkipIfDone, "13CmdSkipIfDone")
 KESTRUNE_WRAPPED(DumpTree, "11CmdDumpTree")
 KESTRUNE_WRAPPED(LoadTree, "11CmdLoadTree")
+KESTRUNE_WRAPPED(Connect, "10CmdConnect")
 void WrapExitProcess(int status) asm("__wrap__Z11ExitProcessi");
 void WrapFatalError(const char* text) asm("__wrap__Z10FatalErrorPKc");
 void WrapFatalStop(const char* line) asm("__wrap__Z9FatalStopPKc");
@@ -241,6 +244,7 @@ void WrapLoadScript(const Tokens& tokens) { RealLoadScript(WithPath(tokens)); }
 void WrapSkipIfDone(const Tokens& tokens) { RealSkipIfDone(WithPath(tokens)); }
 void WrapDumpTree(const Tokens& tokens) { RealDumpTree(tokens.size() < 2 ? tokens : WithPath(tokens)); }
 void WrapLoadTree(const Tokens& tokens) { RealLoadTree(WithPath(tokens)); }
+void WrapConnect(const Tokens&) { ThrowCommandError("can't connect (no connections while fuzzing)"); }
 
 void WrapExitProcess(int) {
   // Only `exit` ends the process from the main thread with no fault behind
