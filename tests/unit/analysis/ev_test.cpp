@@ -141,7 +141,9 @@ TEST_F(EvQueries, LineFormAveragesTheDeals) {
         total[size_t(c)] > 0.0 ? weighted[size_t(c)] / total[size_t(c)] : plain[size_t(c)] / seen[size_t(c)];
     EXPECT_NEAR(line.ev[size_t(c)], expected, 1e-4);
     EXPECT_NEAR(line.matchups[size_t(c)], total[size_t(c)], 1e-5 * total[size_t(c)] + 1e-9);
-    if (before.matchups[size_t(c)] > 0.0) EXPECT_NEAR(splitLine.ev[size_t(c)], before.ev[size_t(c)], 1e-3);
+    if (before.matchups[size_t(c)] > 0.0) {
+      EXPECT_NEAR(splitLine.ev[size_t(c)], before.ev[size_t(c)], 1e-3);
+    }
     EXPECT_NEAR(splitLine.matchups[size_t(c)], before.matchups[size_t(c)], 1e-4 * before.matchups[size_t(c)] + 1e-6);
   }
   // A named card stays fixed: the line form of one deal is that deal.
