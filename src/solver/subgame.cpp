@@ -330,7 +330,8 @@ void ResolveStreet(SolverContext& context, int street) {
         frame.reach[p].assign(record->reachSum[p].data, record->reachSum[p].data + record->reachSum[p].count);
     }
   }
-  const int32_t rounds = std::max(context.iteration, 1);
+  // As many rounds as the tree had, which a run never takes past its cap.
+  const int32_t rounds = std::clamp(context.iteration, 1, std::max(context.iterationCap, 1));
   const int32_t keptIteration = context.iteration;
   const uint8_t keptAverageRiver = context.averageRiverNow;
   context.iteration = 0;

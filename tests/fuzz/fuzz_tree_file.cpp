@@ -51,7 +51,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   } catch (const std::runtime_error&) {
   }
   if (loaded) {
-    for (const Tokens& tokens : {Tokens{"calc_results"}, Tokens{"show_strategy", "r"}, Tokens{"go", "1", "steps"},
+    for (const Tokens& tokens : {Tokens{"calc_results"}, Tokens{"show_strategy", "r"}, Tokens{"calc_ev", "OOP", "r"},
+                                 Tokens{"go", "1", "steps"},
                                  Tokens{"wait_for_solver"}, Tokens{"calc_results"}})
       ExecuteCommand(tokens);
     DiscardReply();
