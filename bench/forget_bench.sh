@@ -16,12 +16,7 @@
 #
 # Usage: bench/forget_bench.sh [build dir] [scratch dir]
 # Runs the spr2 and the deep 3-bet flop spots at "fast", 70 iterations.
-set -eu
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=${1:-$root/build/release}
-scratch=${2:-$(mktemp -d)}
-program=$build/kestrune
-[ -x "$program" ] || { echo "build $program first (scripts/build release kestrune)"; exit 1; }
+. "$(dirname "$0")/bench_args.sh"
 river=r:0:c:c:8d:c:c:3c
 
 peak() {  # file [command...]: peak MiB of a process that loads the file

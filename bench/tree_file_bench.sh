@@ -15,12 +15,7 @@
 # Usage: bench/tree_file_bench.sh [build dir] [scratch dir]
 # Runs: spr2 at "fast" and "max", deep at "max", 70 iterations each: past
 # iteration 61, where the strategy sums begin, so files are full size.
-set -eu
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=${1:-$root/build/release}
-scratch=${2:-$(mktemp -d)}
-program=$build/kestrune
-[ -x "$program" ] || { echo "build $program first (scripts/build release kestrune)"; exit 1; }
+. "$(dirname "$0")/bench_args.sh"
 
 run() {  # spot level iterations
   local spot=$1 level=$2 steps=$3 file=$scratch/bench.tree

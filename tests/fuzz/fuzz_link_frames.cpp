@@ -46,18 +46,11 @@ void ReadAsServer(MemorySource& source) {
 void ReadAsClient(MemorySource& source) {
   std::string body;
   for (;;) {
-    uint8_t bytes[FrameHeaderBytes];
-    if (!source.ReadExact(bytes, sizeof bytes)) return;
-    const FrameHeader header = DecodeFrameHeader(bytes);
-    if (RefuseServerFrame(header)) return;
-    if (header.kind == FileFrame) {
-      if (!CopyFrameBody(source, header.length, [](const char*, size_t) {})) return;
-      if (!ReadFileFrameReply(source, body)) return;
-    } else if (!ReadFrameBody(source, header.length, body)) {
-      CheckHeld(body, source);
-      return;
-    }
+    const ServerFrame frame = ReadServerFrame(source, body, [](MemorySource& from, uint64_t length) {
+      return CopyFrameBody(from, length, [](const char*, size_t) {});
+    });
     CheckHeld(body, source);
+    if (frame == ServerFrame::End) return;
   }
 }
 

@@ -122,6 +122,30 @@ ClientFrame ReadClientFrame(Source& source, std::string& line, Upload&& upload, 
   return ReadFrameBody(source, header.length, line) ? ClientFrame::Request : ClientFrame::End;
 }
 
+enum class ServerFrame {
+  Reply,    // the reply to the pending request, in `body`
+  FileReply,  // a file, taken by `takeFile`, then the reply in `body`
+  Message,  // a message of the moment (or of a kind this end doesn't know)
+  End,      // the connection ended, or the frame was refused
+};
+
+// Reads the next frame of the server, as the client does. A file goes to
+// takeFile(source, length), which must read all of it and says whether it
+// could.
+template <class Source, class TakeFile>
+ServerFrame ReadServerFrame(Source& source, std::string& body, TakeFile&& takeFile) {
+  uint8_t bytes[FrameHeaderBytes];
+  if (!source.ReadExact(bytes, sizeof bytes)) return ServerFrame::End;
+  const FrameHeader header = DecodeFrameHeader(bytes);
+  if (RefuseServerFrame(header)) return ServerFrame::End;
+  if (header.kind == FileFrame) {
+    if (!takeFile(source, header.length) || !ReadFileFrameReply(source, body)) return ServerFrame::End;
+    return ServerFrame::FileReply;
+  }
+  if (!ReadFrameBody(source, header.length, body)) return ServerFrame::End;
+  return header.kind == ReplyFrame ? ServerFrame::Reply : ServerFrame::Message;
+}
+
 // Writes a whole kind 3 frame: the header with the file's size, the file in
 // blocks, the reply's size and the reply. `file` is read from its current
 // position; a file that yields fewer than `fileSize` bytes makes the frame

@@ -14,6 +14,7 @@
 #include <asio.hpp>
 
 #include "shell/link/frame.h"
+#include "shell/link/socket_io.h"
 
 using asio::ip::tcp;
 
@@ -33,24 +34,6 @@ struct RemoteLink {
 };
 
 namespace {
-
-struct SocketSource {
-  tcp::socket& socket;
-  bool ReadExact(void* data, size_t size) {
-    asio::error_code error;
-    asio::read(socket, asio::buffer(data, size), error);
-    return !error;
-  }
-};
-
-struct SocketSink {
-  tcp::socket& socket;
-  bool WriteAll(const void* data, size_t size) {
-    asio::error_code error;
-    asio::write(socket, asio::buffer(data, size), error);
-    return !error;
-  }
-};
 
 std::string SystemWords(int error) { return std::strerror(error ? error : EIO); }
 
@@ -84,26 +67,21 @@ void ReadFrames(RemoteLink& link) {
   SocketSource source{link.socket};
   std::string body;
   for (;;) {
-    uint8_t bytes[FrameHeaderBytes];
-    if (!source.ReadExact(bytes, sizeof bytes)) return;
-    const FrameHeader header = DecodeFrameHeader(bytes);
-    if (RefuseServerFrame(header)) return;
-    if (header.kind == FileFrame) {
-      std::string path, fileError;
+    std::string fileError;
+    const ServerFrame frame = ReadServerFrame(source, body, [&](SocketSource& from, uint64_t length) {
+      std::string path;
       {
         std::lock_guard<std::mutex> lock(link.mutex);
         path = link.filePath;
       }
-      if (!ReceiveFile(source, header.length, path, fileError)) return;
-      if (!ReadFileFrameReply(source, body)) return;
-      Deliver(link, std::move(body), std::move(fileError));
+      return ReceiveFile(from, length, path, fileError);
+    });
+    if (frame == ServerFrame::End) return;
+    if (frame == ServerFrame::Message) {
+      if (link.notify) link.notify(body);
       continue;
     }
-    if (!ReadFrameBody(source, header.length, body)) return;
-    if (header.kind == ReplyFrame)
-      Deliver(link, std::move(body), {});
-    else if (link.notify)
-      link.notify(body);
+    Deliver(link, std::move(body), std::move(fileError));
   }
 }
 
@@ -195,7 +173,7 @@ bool SendFile(RemoteLink& link, const std::string& path, std::string& error) {
   }
   uint8_t header[FrameHeaderBytes];
   EncodeFrameHeader({UploadFrame, uint64_t(info.st_size)}, header);
-  SocketSink sink{link.socket};
+  SocketSink sink{link.socket, {}};
   bool sent = sink.WriteAll(header, sizeof header);
   char block[FrameBlockBytes];
   for (uint64_t left = uint64_t(info.st_size); sent && left > 0;) {

@@ -13,6 +13,7 @@
 
 #include "setup/console.h"
 #include "shell/link/frame.h"
+#include "shell/link/socket_io.h"
 #include "shell/output.h"
 #include "shell/script.h"
 
@@ -37,24 +38,6 @@ std::unique_ptr<ServerLink> ActiveServerLink;
 bool Serving = false;
 // The reply of the command being served, as FlushReply writes it.
 std::string CapturedReply;
-
-struct SocketSource {
-  tcp::socket& socket;
-  bool ReadExact(void* data, size_t size) {
-    asio::error_code error;
-    asio::read(socket, asio::buffer(data, size), error);
-    return !error;
-  }
-};
-
-struct SocketSink {
-  tcp::socket& socket;
-  asio::error_code error;
-  bool WriteAll(const void* data, size_t size) {
-    asio::write(socket, asio::buffer(data, size), error);
-    return !error;
-  }
-};
 
 void Report(const char* label, const asio::error_code& error) {
   std::fprintf(stderr, "%s: %s\n", label, error.message().c_str());
