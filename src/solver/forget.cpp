@@ -34,14 +34,8 @@ double Mass(const std::vector<float>& reach) { return std::accumulate(reach.begi
 // Drops the stores of every node from `street` down, and with them what
 // the records knew of boards solved on demand.
 void DropStores(SolverContext& context, int street) {
-  for (TreeNode& node : context.nodes) {
-    if (node.street < street) continue;
-    node.store0.reset();
-    node.store1.reset();
-    node.storesSettled = 0;
-    node.storesAllocated = 0;
-    for (int r = 0; r < node.chanceCount; ++r) node.chance[size_t(r)].resolvedCards = 0;
-  }
+  for (TreeNode& node : context.nodes)
+    if (node.street >= street) DropNodeStores(node);
 }
 
 // BuildStores adds the node's elements to its street's count; the counts
@@ -54,13 +48,12 @@ void BuildKeepingCounts(SolverContext& context, TreeNode& node) {
   std::copy(counts, counts + 4, context.elementCounts);
 }
 
+// A node is settled once its stores have their memory.
 bool Settled(const TreeNode& node) { return node.store0 && node.storesAllocated; }
 
 bool BuildAndAllocate(SolverContext& context, TreeNode& node) {
   BuildKeepingCounts(context, node);
-  const bool taken = AllocateNodeStores(node);
-  node.storesSettled = taken ? 1 : 0;
-  return taken;
+  return AllocateNodeStores(node);
 }
 
 }  // namespace

@@ -85,7 +85,6 @@ int ResolveAutoLevel(int64_t bytes, int64_t budget, int flopSuits) {
 void BuildStores(SolverContext& context, TreeNode& node) {
   node.store0.reset();
   node.store1.reset();
-  node.storesSettled = 0;
   node.storesAllocated = 0;
   const int actions = node.ActionCount();
   const bool second = KeepsSecondStore(context);
@@ -109,6 +108,13 @@ void BuildStores(SolverContext& context, TreeNode& node) {
   context.elementCounts[node.street] += node.store0->EntryCount(-1);
 }
 
+void DropNodeStores(TreeNode& node) {
+  node.store0.reset();
+  node.store1.reset();
+  node.storesAllocated = 0;
+  for (int r = 0; r < node.chanceCount; ++r) node.chance[size_t(r)].resolvedCards = 0;
+}
+
 void SetUpStores(SolverContext& context, int a, int b) {
   // Only flop trees compress; later roots keep float rivers. The solver
   // limits that go with the levels are the solver's to set.
@@ -128,10 +134,7 @@ void SetUpStores(SolverContext& context, int a, int b) {
     if ((context.flags & IncompleteTreeFlag) && context.forgottenStreet >= 0 && node.street >= context.forgottenStreet) {
       // Boards solved on demand were solved in the old stores: they go, and
       // a query solves them again in stores of the new level.
-      node.store0.reset();
-      node.store1.reset();
-      node.storesAllocated = 0;
-      for (int r = 0; r < node.chanceCount; ++r) node.chance[size_t(r)].resolvedCards = 0;
+      DropNodeStores(node);
       continue;
     }
     BuildStores(context, node);

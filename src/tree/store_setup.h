@@ -42,6 +42,9 @@ int ResolveAutoLevel(int64_t bytes, int64_t budget, int flopSuits);
 // tree's StoreLevels, and adds its first store's elements to the count of
 // its street.
 void BuildStores(SolverContext& context, TreeNode& node);
+// Drops the node's stores, and with them the marks of the boards its
+// chance records say were solved in them.
+void DropNodeStores(TreeNode& node);
 // StoreLevels, regret scale, then the stores of every decision node not on
 // a forgotten street, then the byte counts; the run's counters start
 // again. Memory is not taken here. The caller sets the solver limits that go with the levels and forgets

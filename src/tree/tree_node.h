@@ -38,7 +38,6 @@ struct TreeNode {
   std::unique_ptr<StrategyStore> store0;  // regrets
   std::unique_ptr<StrategyStore> store1;  // strategy sums
   float evBoost = 0.0f;
-  uint8_t storesSettled = 0;
   uint8_t storesAllocated = 0;  // both stores have their memory
   uint8_t owning = 1;
   int32_t timeEstimate[2] = {-1, -1};
