@@ -15,6 +15,7 @@
 #include "solver/traversal.h"
 #include "solver/traversal_steps.h"
 #include "solver/vector_ops.h"
+#include "tree/runout_table.h"
 
 namespace {
 
@@ -75,6 +76,33 @@ void DealByJobs(TraversalFrame& f, ChanceRecord* record, float factor) {
   StoreValues(f, record);
 }
 
+// An all-in showdown before the river has the same reach and payoff on
+// every river card, so the turn's runout table values it in one sweep. A
+// query aimed at the node itself still walks the cards, since it may want
+// one river's values.
+bool RunoutTableServes(const TraversalFrame& f) {
+  if (f.node->kind != ShowdownEnd) return false;
+  const NodeQuery* query = f.pass->query;
+  return !(f.pass->mode == TraversalMode::NodeQuery && query && query->node == f.node);
+}
+
+// Both values of the deal, scaled as the card-by-card sum is.
+void RunoutValues(TraversalFrame& f) {
+  const SolverContext& context = *f.context;
+  const BoardNode& turn = context.boardTree->turns[size_t(f.turn)];
+  const int32_t hands = turn.HandCount();
+  vecops::SetNull(f.valueB, hands);
+  if (!f.reachA.data) {
+    vecops::SetNull(f.valueA, hands);
+    return;
+  }
+  const RunoutTable& table = context.boardTree->runouts->ForTurn(turn, f.turn);
+  vecops::Resize(f.valueA, hands);
+  RunoutShowdown(table, f.reachA.data, float(f.node->value), f.valueA.data);
+  vecops::Scale(f.valueA, RiverFactor());
+  if (f.pass->mode == TraversalMode::Evaluate) vecops::Copy(f.valueB, f.valueA);
+}
+
 }  // namespace
 
 float RiverFactor() { return 1.0f / float(RiverCardCount()); }
@@ -85,7 +113,20 @@ void AccumulateRiverReachSum(const TraversalFrame& f, TreeNode& node, const Floa
 
 void TurnChance(TraversalFrame& f) { DealByJobs(f, RecordOf(*f.node, 0), TurnFactor()); }
 
-void RiverChance(TraversalFrame& f) { DealByJobs(f, RecordOf(*f.node, f.turn), RiverFactor()); }
+void RiverChance(TraversalFrame& f) {
+  if (RunoutTableServes(f)) {
+    // The descend has no jobs to queue here, and its values are dropped.
+    if (f.pass->phase == PassPhase::Descend) {
+      const int32_t hands = ListHandCount(*f.context, f.turn, -1);
+      vecops::SetNull(f.valueA, hands);
+      vecops::SetNull(f.valueB, hands);
+    } else {
+      RunoutValues(f);
+    }
+    return;
+  }
+  DealByJobs(f, RecordOf(*f.node, f.turn), RiverFactor());
+}
 
 void RiverChanceInline(TraversalFrame& f) {
   SolverContext& context = *f.context;
@@ -93,6 +134,7 @@ void RiverChanceInline(TraversalFrame& f) {
   const int32_t hands = turnEntry.HandCount();
   const Pass& pass = *f.pass;
   const bool evaluate = pass.mode == TraversalMode::Evaluate;
+  if (RunoutTableServes(f)) return RunoutValues(f);
   AccumulateRiverReachSum(f, *f.node, f.reachA);
   vecops::SetNull(f.valueA, hands);
   vecops::SetNull(f.valueB, hands);

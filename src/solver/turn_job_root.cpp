@@ -7,7 +7,9 @@
 // open for the whole turn then; compressed ones are decoded before the
 // first card and encoded after the last, as a point's own deal would.
 // Node-outer runs each point through the plain river deal, every card with
-// its own batch.
+// its own batch. An all-in showdown among the points needs no river walk
+// at all: the plain deal values it from the turn's runout table, whichever
+// way the rest goes.
 #include "setup/settings.h"
 #include "solver/river_batch.h"
 #include "solver/river_chains.h"
@@ -19,6 +21,9 @@ namespace {
 
 // Fewer terminals than this per river root on average: card-outer.
 constexpr float CardOuterLimit = 7.0f;
+
+// A point where the river is still to come and decisions follow it.
+bool RiverRoot(const TreeNode& point) { return point.street == 3 && point.kind == DecisionNode; }
 
 // End nodes on river nodes from this node down, each node once.
 int32_t RiverEndNodes(const SolverContext& context, const TreeNode& node) {
@@ -106,10 +111,10 @@ void RiverCardPass(TraversalFrame& root, int r) {
     vecops::SetNull(scratch.gathered[i], riverHands);
     vecops::SetNull(scratch.values[i], riverHands);
     TreeNode& node = *turnBatch.entries[i];
-    if (node.street != 3) continue;
+    if (!RiverRoot(node)) continue;
     if (r == 0) {
       if (turnBatch.reach[i].data) vecops::Zero(turnBatch.values[i], turnBatch.values[i].count);
-      if (node.kind == DecisionNode) AccumulateRiverReachSum(root, node, turnBatch.reach[i]);
+      AccumulateRiverReachSum(root, node, turnBatch.reach[i]);
     }
     vecops::GatherReach(scratch.gathered[i], turnBatch.reach[i], river.parentIndex[0].data(), riverHands);
     MakeLiveMask(batch.masks.back(), river, scratch.gathered[i].data);
@@ -151,31 +156,38 @@ void TurnJobRoot(TraversalFrame& f) {
   int32_t roots = 0;
   int32_t terminals = 0;
   for (const TreeNode* entry : turnBatch.entries) {
-    if (entry->street != 3) continue;
+    if (!RiverRoot(*entry)) continue;
     ++roots;
     terminals += RiverEndNodes(context, *entry);
   }
   const bool cardOuter = roots > 0 && float(terminals) / float(roots) < CardOuterLimit;
+  // The points the plain deal takes: all of them node-outer, the all-in
+  // showdowns card-outer.
+  const auto plainDeal = [&](size_t i) {
+    TraversalFrame frame = EntryFrame(f, turnBatch.entries[i], -1);
+    frame.reachA = static_cast<FloatVec&&>(turnBatch.reach[i]);
+    RiverChanceInline(frame);
+    turnBatch.values[i] = static_cast<FloatVec&&>(frame.valueA);
+  };
   if (cardOuter) {
     // A point without reach is walked by no card: its rows stay closed.
     const auto forOpenPoints = [&](auto fn) {
       for (size_t i = 0; i < turnBatch.entries.size(); ++i)
-        if (turnBatch.entries[i]->street == 3 && turnBatch.reach[i].data) fn(*turnBatch.entries[i]);
+        if (RiverRoot(*turnBatch.entries[i]) && turnBatch.reach[i].data) fn(*turnBatch.entries[i]);
     };
     forOpenPoints([&](TreeNode& point) { OpenPassRiverRows(context, *f.pass, point, f.turn); });
     const int rivers = int(context.boardTree->turns[size_t(f.turn)].rivers.size());
     for (int r = 0; r < rivers; ++r) RiverCardPass(f, r);
     forOpenPoints([&](TreeNode& point) { ClosePassRiverRows(context, *f.pass, point, f.turn); });
-    for (size_t i = 0; i < turnBatch.entries.size(); ++i)
-      if (turnBatch.entries[i]->street == 3) vecops::Scale(turnBatch.values[i], RiverFactor());
-  } else {
     for (size_t i = 0; i < turnBatch.entries.size(); ++i) {
-      if (turnBatch.entries[i]->street != 3) continue;
-      TraversalFrame frame = EntryFrame(f, turnBatch.entries[i], -1);
-      frame.reachA = static_cast<FloatVec&&>(turnBatch.reach[i]);
-      RiverChanceInline(frame);
-      turnBatch.values[i] = static_cast<FloatVec&&>(frame.valueA);
+      if (RiverRoot(*turnBatch.entries[i]))
+        vecops::Scale(turnBatch.values[i], RiverFactor());
+      else if (turnBatch.entries[i]->street == 3)
+        plainDeal(i);
     }
+  } else {
+    for (size_t i = 0; i < turnBatch.entries.size(); ++i)
+      if (turnBatch.entries[i]->street == 3) plainDeal(i);
   }
   ConsumeNode(f);
   turnBatch.entries.clear();

@@ -10,9 +10,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "setup/cards.h"
+#include "tree/runout_table.h"
 
 inline constexpr uint16_t NoHand = 0xFFFF;
 
@@ -59,4 +61,6 @@ struct BoardTree {
   std::vector<int32_t> turnHandCounts;
   std::vector<std::vector<int32_t>> riverHandCounts;
   std::vector<int16_t> cardToTurn;  // 52 entries, -1 for none
+  // The turns' runout tables, made on demand by the solver's threads.
+  std::unique_ptr<RunoutTables> runouts;
 };

@@ -158,6 +158,7 @@ std::unique_ptr<BoardTree> BuildBoardTree(const BoardTreeInput& input) {
   boards.turns.resize(size_t(turnCount));
   boards.turnHandCounts.resize(size_t(turnCount));
   boards.riverHandCounts.resize(size_t(turnCount));
+  boards.runouts = std::make_unique<RunoutTables>(size_t(turnCount));
   for (int t = 0; t < turnCount; ++t) {
     boards.turns[size_t(t)].card = deals[size_t(t)].card;
     boards.turns[size_t(t)].weight = deals[size_t(t)].weight;
