@@ -58,6 +58,14 @@ inline __m256 StepVec(__m256 r, __m256 d, const U16Step& step) {
   return _mm256_max_ps(x, _mm256_setzero_ps());
 }
 
+// Whether any of eight differences lies outside the band. A block whose
+// differences all lie inside it keeps its elements as they are (they are
+// already within 0..65535), so its roots need not be taken.
+inline bool Moves(__m256 d, const U16Step& step) {
+  const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF));
+  return _mm256_movemask_ps(_mm256_cmp_ps(_mm256_and_ps(d, absMask), _mm256_set1_ps(step.t), _CMP_GE_OQ)) != 0;
+}
+
 inline float StepOne(float r, float d, const U16Step& step) {
   return Stepped(r, d, Pow075(std::fabs(d), step.p), step);
 }
@@ -76,7 +84,8 @@ void Update(uint16_t* __restrict row, const float* __restrict value, const float
   for (; i + Width <= hands; i += Width) {
     alignas(32) float d[Width];
     for (int k = 0; k < Width; ++k) d[k] = difference(i + k);
-    NarrowBlock(StepVec(WidenU16(row + i), _mm256_load_ps(d), step), row + i);
+    const __m256 dv = _mm256_load_ps(d);
+    if (Moves(dv, step)) NarrowBlock(StepVec(WidenU16(row + i), dv, step), row + i);
   }
   for (; i < hands; ++i) row[i] = uint16_t(int32_t(StepOne(row[i], difference(i), step)));
 }
@@ -174,8 +183,8 @@ void U16Fused2(uint16_t* __restrict r0, uint16_t* __restrict r1, const float* __
     const __m256 d1 = lanes::Blend(_mm256_mul_ps(_mm256_xor_ps(vu0, signBit), gap),
                                        _mm256_mul_ps(_mm256_mul_ps(negGap, a), inv), ok);
     _mm256_storeu_ps(out + i, ev);
-    NarrowBlock(StepVec(a, d0, step), r0 + i);
-    NarrowBlock(StepVec(b, d1, step), r1 + i);
+    if (Moves(d0, step)) NarrowBlock(StepVec(a, d0, step), r0 + i);
+    if (Moves(d1, step)) NarrowBlock(StepVec(b, d1, step), r1 + i);
   }
   for (; i < hands; ++i) {
     float a = r0[i], b = r1[i];
@@ -201,9 +210,10 @@ void U16Fused3(uint16_t* __restrict r0, uint16_t* __restrict r1, uint16_t* __res
         _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(v0, u0), _mm256_mul_ps(v1, u1)), _mm256_mul_ps(v2, u2));
     const __m256 ev = lanes::Blend(uniform, _mm256_div_ps(mixed, n), ok);
     _mm256_storeu_ps(out + i, ev);
-    NarrowBlock(StepVec(a, _mm256_sub_ps(v0, ev), step), r0 + i);
-    NarrowBlock(StepVec(b, _mm256_sub_ps(v1, ev), step), r1 + i);
-    NarrowBlock(StepVec(c, _mm256_sub_ps(v2, ev), step), r2 + i);
+    const __m256 d0 = _mm256_sub_ps(v0, ev), d1 = _mm256_sub_ps(v1, ev), d2 = _mm256_sub_ps(v2, ev);
+    if (Moves(d0, step)) NarrowBlock(StepVec(a, d0, step), r0 + i);
+    if (Moves(d1, step)) NarrowBlock(StepVec(b, d1, step), r1 + i);
+    if (Moves(d2, step)) NarrowBlock(StepVec(c, d2, step), r2 + i);
   }
   for (; i < hands; ++i) {
     float a = r0[i], b = r1[i], c = r2[i];
