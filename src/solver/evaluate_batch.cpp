@@ -106,6 +106,9 @@ void EvaluateBatch(const BoardNode& river) {
   RunGroups(batch, folds, hands, NextFoldWidth,
             [&](int width, float* const* outs, const float* const* reaches, const float* payoffs, const int32_t*) {
               switch (width) {
+                case 8: Folds<8>(outs, reaches, river, payoffs); break;
+                case 7: Folds<7>(outs, reaches, river, payoffs); break;
+                case 6: Folds<6>(outs, reaches, river, payoffs); break;
                 case 4: Folds<4>(outs, reaches, river, payoffs); break;
                 case 3: Folds<3>(outs, reaches, river, payoffs); break;
                 case 2: Folds<2>(outs, reaches, river, payoffs); break;

@@ -72,3 +72,6 @@ template void FoldKernel<1>(float* const*, const float* const*, int, const uint1
 template void FoldKernel<2>(float* const*, const float* const*, int, const uint16_t*, const float*);
 template void FoldKernel<3>(float* const*, const float* const*, int, const uint16_t*, const float*);
 template void FoldKernel<4>(float* const*, const float* const*, int, const uint16_t*, const float*);
+template void FoldKernel<6>(float* const*, const float* const*, int, const uint16_t*, const float*);
+template void FoldKernel<7>(float* const*, const float* const*, int, const uint16_t*, const float*);
+template void FoldKernel<8>(float* const*, const float* const*, int, const uint16_t*, const float*);

@@ -14,7 +14,7 @@
 // outs[l] and reaches[l] (l < L) are arrays of n floats in hand-list order;
 // payoffs[l] is signed from the traverser's side (positive when the
 // traverser won the fold). handCards[i] = low card + 256 * high card.
-// L is 1, 2, 3 or 4. The one-lane form accepts reaches[0] == nullptr and
+// L is 1, 2, 3, 4, 6, 7 or 8, as for showdowns. The one-lane form accepts reaches[0] == nullptr and
 // then writes zeros; the lane forms need every reach.
 template <int L>
 void FoldKernel(float* const* outs, const float* const* reaches, int n, const uint16_t* handCards,
@@ -24,3 +24,6 @@ extern template void FoldKernel<1>(float* const*, const float* const*, int, cons
 extern template void FoldKernel<2>(float* const*, const float* const*, int, const uint16_t*, const float*);
 extern template void FoldKernel<3>(float* const*, const float* const*, int, const uint16_t*, const float*);
 extern template void FoldKernel<4>(float* const*, const float* const*, int, const uint16_t*, const float*);
+extern template void FoldKernel<6>(float* const*, const float* const*, int, const uint16_t*, const float*);
+extern template void FoldKernel<7>(float* const*, const float* const*, int, const uint16_t*, const float*);
+extern template void FoldKernel<8>(float* const*, const float* const*, int, const uint16_t*, const float*);

@@ -16,7 +16,4 @@ int NextShowdownWidth(int remaining, int simdLevel) {
   return WidestFitting(widths, remaining, simdLevel);
 }
 
-int NextFoldWidth(int remaining, int simdLevel) {
-  static constexpr int widths[] = {4, 3, 2};
-  return WidestFitting(widths, remaining, simdLevel);
-}
+int NextFoldWidth(int remaining, int simdLevel) { return NextShowdownWidth(remaining, simdLevel); }

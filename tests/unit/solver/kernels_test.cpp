@@ -145,7 +145,7 @@ void RunKernel(std::vector<std::vector<float>>& outs, const std::vector<std::vec
     reachPointers[l] = reaches[l].data();
   }
   if (!showdown) {
-    if constexpr (L <= 4) FoldKernel<L>(outPointers, reachPointers, list.Size(), list.handCards.data(), payoffs.data());
+    FoldKernel<L>(outPointers, reachPointers, list.Size(), list.handCards.data(), payoffs.data());
   } else {
     ShowdownKernel<L>(outPointers, reachPointers, list.Size(), list.tieRuns.data(), int(list.tieRuns.size()),
                       list.handCards.data(), payoffs.data(), mask);
@@ -203,7 +203,7 @@ TEST_F(KernelsTest, EveryLaneFormMatchesTheDoubleLoop) {
       const RiverList list = MakeRiverList(RandomBoard(rng), count, rng);
       const bool deadLane = zeroShare == 0.3;
       CheckEachLaneForm<1, 2, 3, 4, 6, 7, 8>(list, rng, zeroShare, deadLane, true);
-      CheckEachLaneForm<1, 2, 3, 4>(list, rng, zeroShare, deadLane, false);
+      CheckEachLaneForm<1, 2, 3, 4, 6, 7, 8>(list, rng, zeroShare, deadLane, false);
     }
   }
 }
@@ -328,7 +328,7 @@ TEST_F(KernelsTest, LaneGroupsAreGreedyByLevel) {
       {13, 8, true, {8, 4, 1}},    {13, 6, true, {6, 6, 1}},    {13, 5, true, {4, 4, 4, 1}},
       {13, 1, true, std::vector<int>(13, 1)},                    {7, 8, true, {7}},
       {15, 7, true, {7, 7, 1}},    {5, 8, true, {4, 1}},        {2, 8, true, {2}},
-      {1, 8, true, {1}},           {11, 8, false, {4, 4, 3}},   {6, 3, false, {3, 3}},
+      {1, 8, true, {1}},           {11, 8, false, {8, 3}},      {6, 3, false, {3, 3}},
       {5, 2, false, {2, 2, 1}},    {9, 8, true, {8, 1}},
   };
   for (const Case& c : cases) {
