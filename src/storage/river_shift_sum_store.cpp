@@ -99,6 +99,7 @@ void RiverShiftSumStore::AccumulateStrategy(int group, int sub, const FloatVec* 
   const int32_t entry = layout->EntryIndex(group, sub);
   const int32_t hands = HandCount(group, sub);
   const double w = weight * double(weightScale);
+  PrefetchNextRows(Row(group, entry, Actions()), hands, Actions());
   for (int a = 0; a < Actions(); ++a) {
     if (!values[a].data) continue;
     uint8_t& shift = rowShift[size_t(entry) * size_t(Actions()) + size_t(a)];

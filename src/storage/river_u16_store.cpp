@@ -58,6 +58,7 @@ bool RiverU16Store::GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, 
     return true;
   }
   const int32_t entry = layout->EntryIndex(group, sub);
+  PrefetchNextEntry<uint16_t>(group, entry);
   for (int a = 0; a < actions; ++a) ResizeVector(out[a], hands);
   if (actions == 2)
     U16TimesReach2(Row<uint16_t>(group, entry, 0), Row<uint16_t>(group, entry, 1), reach.data, out[0].data, out[1].data, hands,
@@ -127,6 +128,7 @@ bool RiverU16Store::UpdateFused(int group, int sub, FloatVec& out, const FloatVe
     return true;
   }
   const U16Step step = U16Step::ForWeight(StepWeight(entry, weight));
+  PrefetchNextEntry<uint16_t>(group, entry);
   ResizeVector(out, hands);
   if (actions == 2)
     U16Fused2(Row<uint16_t>(group, entry, 0), Row<uint16_t>(group, entry, 1), values[0].data, values[1].data, out.data, hands,
