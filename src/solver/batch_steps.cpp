@@ -97,7 +97,7 @@ void CollectOwn(TraversalFrame& f) {
 void CollectOpponent(TraversalFrame& f) {
   const int n = f.node->ActionCount();
   ActionRows r(n);
-  OpponentChildReaches(f, r.data(), true);
+  OpponentChildReaches(f, r.data(), f.pass->mode == TraversalMode::Update);
   for (int i = 0; i < n; ++i) {
     TraversalFrame child = ChildFrame(f, i);
     child.reachA = static_cast<FloatVec&&>(r[i]);
@@ -105,7 +105,22 @@ void CollectOpponent(TraversalFrame& f) {
   }
 }
 
+// An evaluate pass: the values of the average strategy and of the best
+// response, as the plain step makes them.
+void ConsumeOwnEvaluate(TraversalFrame& f) {
+  const int n = f.node->ActionCount();
+  ActionRows v(n), b(n);
+  for (int i = 0; i < n; ++i) {
+    TraversalFrame child = ChildFrame(f, i);
+    ConsumeNode(child);
+    v[i] = static_cast<FloatVec&&>(child.valueA);
+    b[i] = static_cast<FloatVec&&>(child.valueB);
+  }
+  OwnNodeEvaluate(f, v.data(), b.data());
+}
+
 void ConsumeOwn(TraversalFrame& f) {
+  if (f.pass->mode == TraversalMode::Evaluate) return ConsumeOwnEvaluate(f);
   SolverContext& context = *f.context;
   TreeNode& node = *f.node;
   const int n = node.ActionCount();
@@ -128,11 +143,15 @@ void ConsumeOwn(TraversalFrame& f) {
 }
 
 void ConsumeOpponent(TraversalFrame& f) {
-  vecops::SetNull(f.valueA, ListHandCount(*f.context, f.turn, f.river));
+  const bool evaluate = f.pass->mode == TraversalMode::Evaluate;
+  const int32_t hands = ListHandCount(*f.context, f.turn, f.river);
+  vecops::SetNull(f.valueA, hands);
+  if (evaluate) vecops::SetNull(f.valueB, hands);
   for (int i = 0; i < f.node->ActionCount(); ++i) {
     TraversalFrame child = ChildFrame(f, i);
     ConsumeNode(child);
     vecops::Add(f.valueA, static_cast<FloatVec&&>(child.valueA));
+    if (evaluate) vecops::Add(f.valueB, static_cast<FloatVec&&>(child.valueB));
   }
 }
 
@@ -166,5 +185,6 @@ void ConsumeNode(TraversalFrame& f) {
   } else {
     RiverBatch& batch = ThreadRiverBatch();
     f.valueA = static_cast<FloatVec&&>(batch.results[size_t(batch.cursor++)]);
+    if (f.pass->mode == TraversalMode::Evaluate) vecops::Copy(f.valueB, f.valueA);
   }
 }

@@ -144,17 +144,38 @@ void DecisionOwn(TraversalFrame& f) {
 
   readSigma();
   for (int i = 0; i < n; ++i) vecops::MultiplyAdd(f.valueA, sigma[i], v[i]);
+  if (evaluate) OwnBestResponse(f, sigma.data(), b.data(), lock);
+}
 
-  if (evaluate) {
-    if (lockFlags & LockedFlag) {
-      for (int i = 0; i < n; ++i) vecops::MultiplyAdd(f.valueB, sigma[i], b[i]);
-    } else if (handMask) {
-      for (int i = 0; i < n; ++i) CombineComboLocked(f.valueB, sigma[i], b[i], handMask, i == 0, hands);
-    } else {
-      f.valueB = static_cast<FloatVec&&>(b[0]);
-      f.valueB.count = hands;
-      for (int i = 1; i < n; ++i) vecops::Max(f.valueB, b[i]);
-    }
+void OwnNodeEvaluate(TraversalFrame& f, FloatVec* v, FloatVec* b) {
+  SolverContext& context = *f.context;
+  TreeNode& node = *f.node;
+  const int n = node.ActionCount();
+  const int32_t hands = ListHandCount(context, f.turn, f.river);
+  bool anyValue = false;
+  for (int i = 0; i < n; ++i) anyValue |= v[i].data != nullptr || b[i].data != nullptr;
+  vecops::SetNull(f.valueA, hands);
+  vecops::SetNull(f.valueB, hands);
+  if (!anyValue) return;
+  ActionRows sigma(n);
+  AverageStrategy(context, *f.pass, node, f.turn, f.river, hands, sigma.data());
+  for (int i = 0; i < n; ++i) vecops::MultiplyAdd(f.valueA, sigma[i], v[i]);
+  OwnBestResponse(f, sigma.data(), b, node.store0->GetLockRecord(f.turn, f.river));
+}
+
+void OwnBestResponse(TraversalFrame& f, FloatVec* sigma, FloatVec* b, const LockRecord* lock) {
+  const int n = f.node->ActionCount();
+  const int32_t hands = ListHandCount(*f.context, f.turn, f.river);
+  const uint32_t lockFlags = lock ? lock->flags : 0;
+  const uint8_t* handMask = (lockFlags & ComboLockedFlag) && lock->handMask ? lock->handMask.get() : nullptr;
+  if (lockFlags & LockedFlag) {
+    for (int i = 0; i < n; ++i) vecops::MultiplyAdd(f.valueB, sigma[i], b[i]);
+  } else if (handMask) {
+    for (int i = 0; i < n; ++i) CombineComboLocked(f.valueB, sigma[i], b[i], handMask, i == 0, hands);
+  } else {
+    f.valueB = static_cast<FloatVec&&>(b[0]);
+    f.valueB.count = hands;
+    for (int i = 1; i < n; ++i) vecops::Max(f.valueB, b[i]);
   }
 }
 

@@ -83,7 +83,8 @@ void PrepareRiverBatch(RiverBatch& batch, const TraversalFrame& frame, bool with
 void RiverEntry(TraversalFrame& f) {
   RiverBatch& batch = riverBatch;
   PrepareRiverBatch(batch, f, true);
-  if (f.pass->mode == TraversalMode::Update && f.pass->simdLevel > 1) {
+  const TraversalMode mode = f.pass->mode;
+  if ((mode == TraversalMode::Update || mode == TraversalMode::Evaluate) && f.pass->simdLevel > 1) {
     CollectNode(f, true);
     EvaluateBatch(*ListNode(*f.context, f.turn, f.river));
     ConsumeNode(f);

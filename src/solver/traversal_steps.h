@@ -102,6 +102,12 @@ void ApplyEvBoost(FloatVec& v, const TreeNode& child, const TreeNode& node);
 // in (values[i], null for zeros): the node's value into frame.valueA and,
 // with writes, the regret update; fused where the store offers it.
 void OwnNodeUpdate(TraversalFrame& frame, FloatVec* values, bool writes);
+// The same node in an evaluate pass: valueA under the average strategy
+// from the children's values v, valueB the best response from their b (a
+// locked node, or locked hands, follow the strategy instead).
+void OwnNodeEvaluate(TraversalFrame& frame, FloatVec* v, FloatVec* b);
+// valueB alone, once the average strategy sigma is known.
+void OwnBestResponse(TraversalFrame& frame, FloatVec* sigma, FloatVec* b, const LockRecord* lock);
 // The opponent's reach through each action into r[actions] (null rows for
 // no reach), and with addSums the strategy sums of an update pass where
 // they are due and the node isn't locked.
