@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "setup/avx512_forms.h"
 #include "storage/kernels/float_regret_update.h"
 #include "storage/row_file.h"
 #include "storage/store_rows.h"
@@ -43,6 +44,35 @@ void RiverFloatStore::UpdateRegrets(int group, int sub, const FloatVec& baseline
   const uint8_t* mask = locks[size_t(entry)].handMask.get();
   for (int a = 0; a < Actions(); ++a)
     FloatRegretUpdate(Row<float>(group, entry, a), values[a].data, baseline.data, mask, hands);
+}
+
+bool RiverFloatStore::UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups*,
+                                  double, const float* defaultRow, int32_t) {
+  const int actions = Actions();
+  if (!HasRows(group) || (actions != 2 && actions != 3) || UseAvx512()) return false;
+  const int32_t entry = layout->EntryIndex(group, sub);
+  if (locks[size_t(entry)].handMask) return false;
+  int present = 0;
+  for (int a = 0; a < actions; ++a) present += values[a].data != nullptr;
+  if (present != 0 && present != actions) return false;
+  TouchGroup(group);
+  const int32_t hands = HandCount(group, sub);
+  if (present == 0) {
+    // No child ran: the value is zero and no regret moves.
+    ReleaseVector(out);
+    out.count = hands;
+    return true;
+  }
+  PrefetchNextEntry<float>(group, entry);
+  float* rows[3];
+  const float* rowValues[3];
+  for (int a = 0; a < actions; ++a) {
+    rows[a] = Row<float>(group, entry, a);
+    rowValues[a] = values[a].data;
+  }
+  ResizeVector(out, hands);
+  FloatFused(rows, rowValues, out.data, actions, hands, defaultRow);
+  return true;
 }
 
 void RiverFloatStore::AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) {

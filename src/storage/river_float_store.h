@@ -16,6 +16,11 @@ class RiverFloatStore : public RiverRowStore {
   void SetRow(int group, int sub, int action, const float* row) override;
   void UpdateRegrets(int group, int sub, const FloatVec& baseline, const FloatVec* values,
                      const TieGroups* tieGroups, double weight, int32_t iteration) override;
+  // Two and three actions without locked hands: strategy, value and step
+  // in one pass over the rows (FloatFused). Not where the 512-bit
+  // multiply-add would make the value, whose rounding differs.
+  bool UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups* tieGroups,
+                   double weight, const float* defaultRow, int32_t iteration) override;
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;
   int32_t ElementBytes() const override { return 4; }
   // The entries' lock records, then every row as `hands` floats.

@@ -60,6 +60,75 @@ void FloatRegretUpdate(float* row, const float* value, const float* baseline, co
   // Both null: every difference is zero and the step changes nothing.
 }
 
+namespace {
+
+// The strategy of eight hands from their regrets, as RegretMatch2/3 make it.
+template <int N>
+inline void MatchBlock(const __m256 (&r)[N], const float* fallback, __m256 (&sigma)[N]) {
+  __m256 sum = r[0];
+  for (int a = 1; a < N; ++a) sum = _mm256_add_ps(sum, r[a]);
+  const __m256 ok = _mm256_cmp_ps(sum, _mm256_set1_ps(MinNormal), _CMP_GE_OQ);
+  for (int a = 0; a < N; ++a) {
+    const __m256 q = _mm256_min_ps(_mm256_div_ps(r[a], sum), _mm256_set1_ps(1.0f));
+    sigma[a] = Blend(_mm256_set1_ps(fallback[a]), q, ok);
+  }
+}
+
+// The step of eight regrets by d, as Stepped above.
+inline __m256 StepBlock(__m256 r, __m256 d) {
+  const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF));
+  const __m256 root = _mm256_sqrt_ps(_mm256_and_ps(d, absMask));
+  const __m256 power = _mm256_mul_ps(root, _mm256_sqrt_ps(root));
+  const __m256 negative = _mm256_cmp_ps(d, _mm256_setzero_ps(), _CMP_LT_OQ);
+  const __m256 delta = Blend(power, _mm256_xor_ps(power, _mm256_set1_ps(-0.0f)), negative);
+  const __m256 x = _mm256_add_ps(r, delta);
+  return _mm256_andnot_ps(_mm256_cmp_ps(x, _mm256_set1_ps(MinNormal), _CMP_LT_OQ), x);
+}
+
+template <int N>
+void Fused(float* const* rows, const float* const* values, float* __restrict out, int hands, const float* fallback) {
+  int i = 0;
+  for (; i + Width <= hands; i += Width) {
+    __m256 r[N], sigma[N];
+    for (int a = 0; a < N; ++a) r[a] = _mm256_loadu_ps(rows[a] + i);
+    MatchBlock<N>(r, fallback, sigma);
+    __m256 ev = _mm256_mul_ps(sigma[0], _mm256_loadu_ps(values[0] + i));
+    for (int a = 1; a < N; ++a) ev = _mm256_add_ps(ev, _mm256_mul_ps(sigma[a], _mm256_loadu_ps(values[a] + i)));
+    _mm256_storeu_ps(out + i, ev);
+    for (int a = 0; a < N; ++a) _mm256_storeu_ps(rows[a] + i, StepBlock(r[a], _mm256_sub_ps(_mm256_loadu_ps(values[a] + i), ev)));
+  }
+  for (; i < hands; ++i) {
+    float r[N], sum = 0.0f;
+    for (int a = 0; a < N; ++a) {
+      r[a] = rows[a][i];
+      sum = a == 0 ? r[0] : sum + r[a];
+    }
+    const bool ok = sum >= MinNormal;
+    float ev = 0.0f;
+    for (int a = 0; a < N; ++a) {
+      float q = r[a] / sum;
+      q = q < 1.0f ? q : 1.0f;
+      const float s = ok ? q : fallback[a];
+      ev = a == 0 ? s * values[0][i] : ev + s * values[a][i];
+    }
+    out[i] = ev;
+    for (int a = 0; a < N; ++a) {
+      const float d = values[a][i] - ev;
+      rows[a][i] = Stepped(r[a], d, Pow075(std::fabs(d)), false);
+    }
+  }
+}
+
+}  // namespace
+
+void FloatFused(float* const* rows, const float* const* values, float* out, int actions, int hands,
+                const float* fallback) {
+  if (actions == 2)
+    Fused<2>(rows, values, out, hands, fallback);
+  else
+    Fused<3>(rows, values, out, hands, fallback);
+}
+
 void FloatAccumulate(float* __restrict row, const float* __restrict value, float weight,
                      const uint8_t* __restrict mask, int hands) {
   if (mask)

@@ -10,5 +10,12 @@
 #include <cstdint>
 
 void FloatRegretUpdate(float* row, const float* value, const float* baseline, const uint8_t* mask, int hands);
+// Regret matching, the node's value under that strategy and the regret
+// step of every row, in one pass over the rows for two and three actions:
+// the same numbers as GetStrategy, the plain multiply-adds of the value and
+// FloatRegretUpdate against it, in that order. out gets the value;
+// fallback is the strategy of a hand whose regrets add up to nothing.
+void FloatFused(float* const* rows, const float* const* values, float* out, int actions, int hands,
+                const float* fallback);
 // row += weight * value on unmasked hands.
 void FloatAccumulate(float* row, const float* value, float weight, const uint8_t* mask, int hands);

@@ -165,6 +165,38 @@ TEST(FloatKernels, OddHandCountsMatchTheDefinition) {
           EXPECT_EQ(out[size_t(a)][size_t(i)], expected[size_t(a)][size_t(i)]) << hands << " " << a << " " << i;
         EXPECT_EQ(out[size_t(a)][size_t(hands)], -7.0f) << "wrote past the row";
       }
+      if (actions > 3) continue;
+      // The fused step: that strategy's value, then each row's step by its
+      // action's value less it.
+      std::vector<std::vector<float>> values(static_cast<size_t>(actions), std::vector<float>(static_cast<size_t>(hands)));
+      for (auto& v : values)
+        for (float& x : v) x = numbers.Uniform(-30, 30);
+      std::vector<float> ev(static_cast<size_t>(hands) + 1, -7.0f), expectedEv(static_cast<size_t>(hands));
+      auto expectedRows = rows;
+      for (int i = 0; i < hands; ++i) {
+        float e = 0.0f;
+        for (int a = 0; a < actions; ++a) {
+          const float term = expected[size_t(a)][size_t(i)] * values[size_t(a)][size_t(i)];
+          e = a == 0 ? term : e + term;
+        }
+        expectedEv[size_t(i)] = e;
+        for (int a = 0; a < actions; ++a) {
+          const float d = values[size_t(a)][size_t(i)] - e;
+          const float root = std::sqrt(std::fabs(d));
+          const float r = rows[size_t(a)][size_t(i)] + (d < 0 ? -(root * std::sqrt(root)) : root * std::sqrt(root));
+          expectedRows[size_t(a)][size_t(i)] = r < 1.1754944e-38f ? 0.0f : r;
+        }
+      }
+      std::vector<float*> fusedRows;
+      std::vector<const float*> fusedValues;
+      for (int a = 0; a < actions; ++a) {
+        fusedRows.push_back(rows[size_t(a)].data());
+        fusedValues.push_back(values[size_t(a)].data());
+      }
+      FloatFused(fusedRows.data(), fusedValues.data(), ev.data(), actions, hands, fallback.data());
+      for (int i = 0; i < hands; ++i) EXPECT_EQ(ev[size_t(i)], expectedEv[size_t(i)]) << hands << " fused value " << i;
+      EXPECT_EQ(ev[size_t(hands)], -7.0f) << "wrote past the value";
+      EXPECT_EQ(rows, expectedRows) << hands << " fused rows";
     }
     // The regret step by its definition.
     std::vector<float> row(static_cast<size_t>(hands) + 1, -3.0f), value(static_cast<size_t>(hands)), baseline(static_cast<size_t>(hands));
