@@ -46,6 +46,39 @@ void RiverFloatStore::UpdateRegrets(int group, int sub, const FloatVec& baseline
     FloatRegretUpdate(Row<float>(group, entry, a), values[a].data, baseline.data, mask, hands);
 }
 
+bool RiverFloatStore::GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub,
+                                            const float* defaultRow) {
+  const int actions = Actions();
+  if (!HasRows(group) || (actions != 2 && actions != 3)) return false;
+  TouchGroup(group);
+  const int32_t hands = HandCount(group, sub);
+  if (!reach.data) {
+    for (int a = 0; a < actions; ++a) {
+      ReleaseVector(out[a]);
+      out[a].count = hands;
+    }
+    return true;
+  }
+  const int32_t entry = layout->EntryIndex(group, sub);
+  PrefetchNextEntry<float>(group, entry);
+  const float* rows[3];
+  float* outRows[3];
+  for (int a = 0; a < actions; ++a) {
+    rows[a] = Row<float>(group, entry, a);
+    ResizeVector(out[a], hands);
+    outRows[a] = out[a].data;
+  }
+  bool positive[3];
+  FloatTimesReach(rows, reach.data, outRows, actions, hands, defaultRow, positive);
+  // A row that reaches nobody is null, as the callers expect of a walk.
+  for (int a = 0; a < actions; ++a)
+    if (!positive[a]) {
+      ReleaseVector(out[a]);
+      out[a].count = hands;
+    }
+  return true;
+}
+
 bool RiverFloatStore::UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups*,
                                   double, const float* defaultRow, int32_t) {
   const int actions = Actions();

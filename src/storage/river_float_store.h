@@ -19,6 +19,9 @@ class RiverFloatStore : public RiverRowStore {
   // Two and three actions without locked hands: strategy, value and step
   // in one pass over the rows (FloatFused). Not where the 512-bit
   // multiply-add would make the value, whose rounding differs.
+  // Two and three actions: the strategy times the reach in one pass.
+  bool GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub,
+                             const float* defaultRow) override;
   bool UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups* tieGroups,
                    double weight, const float* defaultRow, int32_t iteration) override;
   void AccumulateStrategy(int group, int sub, const FloatVec* values, double weight) override;

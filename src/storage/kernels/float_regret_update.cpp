@@ -119,7 +119,49 @@ void Fused(float* const* rows, const float* const* values, float* __restrict out
   }
 }
 
+template <int N>
+void TimesReach(const float* const* rows, const float* __restrict reach, float* const* out, int hands,
+                const float* fallback, bool* positive) {
+  __m256 above[N];
+  for (int a = 0; a < N; ++a) above[a] = _mm256_setzero_ps();
+  int i = 0;
+  for (; i + Width <= hands; i += Width) {
+    __m256 r[N], sigma[N];
+    for (int a = 0; a < N; ++a) r[a] = _mm256_loadu_ps(rows[a] + i);
+    MatchBlock<N>(r, fallback, sigma);
+    const __m256 x = _mm256_loadu_ps(reach + i);
+    for (int a = 0; a < N; ++a) {
+      const __m256 product = _mm256_mul_ps(sigma[a], x);
+      _mm256_storeu_ps(out[a] + i, product);
+      above[a] = _mm256_or_ps(above[a], _mm256_cmp_ps(product, _mm256_setzero_ps(), _CMP_GT_OQ));
+    }
+  }
+  for (int a = 0; a < N; ++a) positive[a] = _mm256_movemask_ps(above[a]) != 0;
+  for (; i < hands; ++i) {
+    float r[N], sum = 0.0f;
+    for (int a = 0; a < N; ++a) {
+      r[a] = rows[a][i];
+      sum = a == 0 ? r[0] : sum + r[a];
+    }
+    const bool ok = sum >= MinNormal;
+    for (int a = 0; a < N; ++a) {
+      float q = r[a] / sum;
+      q = q < 1.0f ? q : 1.0f;
+      out[a][i] = (ok ? q : fallback[a]) * reach[i];
+      positive[a] = positive[a] || out[a][i] > 0.0f;
+    }
+  }
+}
+
 }  // namespace
+
+void FloatTimesReach(const float* const* rows, const float* reach, float* const* out, int actions, int hands,
+                     const float* fallback, bool* positive) {
+  if (actions == 2)
+    TimesReach<2>(rows, reach, out, hands, fallback, positive);
+  else
+    TimesReach<3>(rows, reach, out, hands, fallback, positive);
+}
 
 void FloatFused(float* const* rows, const float* const* values, float* out, int actions, int hands,
                 const float* fallback) {

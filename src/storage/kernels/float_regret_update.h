@@ -17,5 +17,9 @@ void FloatRegretUpdate(float* row, const float* value, const float* baseline, co
 // fallback is the strategy of a hand whose regrets add up to nothing.
 void FloatFused(float* const* rows, const float* const* values, float* out, int actions, int hands,
                 const float* fallback);
+// out[a] = the same strategy times reach, for two and three actions;
+// positive[a] says whether out[a] has an element above zero.
+void FloatTimesReach(const float* const* rows, const float* reach, float* const* out, int actions, int hands,
+                     const float* fallback, bool* positive);
 // row += weight * value on unmasked hands.
 void FloatAccumulate(float* row, const float* value, float weight, const uint8_t* mask, int hands);

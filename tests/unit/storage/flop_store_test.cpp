@@ -166,6 +166,19 @@ TEST(FloatKernels, OddHandCountsMatchTheDefinition) {
         EXPECT_EQ(out[size_t(a)][size_t(hands)], -7.0f) << "wrote past the row";
       }
       if (actions > 3) continue;
+      // That strategy times a reach, and which products reach anybody.
+      std::vector<float> reach(static_cast<size_t>(hands));
+      for (float& x : reach) x = numbers.Next() % 4 == 0 ? 0.0f : numbers.Uniform(0, 2);
+      bool positive[3];
+      FloatTimesReach(in.data(), reach.data(), target.data(), actions, hands, fallback.data(), positive);
+      for (int a = 0; a < actions; ++a) {
+        bool anyAbove = false;
+        for (int i = 0; i < hands; ++i) {
+          EXPECT_EQ(out[size_t(a)][size_t(i)], expected[size_t(a)][size_t(i)] * reach[size_t(i)]) << hands << " " << a;
+          anyAbove |= out[size_t(a)][size_t(i)] > 0.0f;
+        }
+        EXPECT_EQ(positive[a], anyAbove) << hands << " " << a;
+      }
       // The fused step: that strategy's value, then each row's step by its
       // action's value less it.
       std::vector<std::vector<float>> values(static_cast<size_t>(actions), std::vector<float>(static_cast<size_t>(hands)));
