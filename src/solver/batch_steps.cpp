@@ -56,12 +56,16 @@ void AppendTurnEntry(TraversalFrame& f, bool moveReach) {
   batch.entries.push_back(f.node);
   batch.reach.emplace_back();
   batch.values.emplace_back();
+  batch.bestValues.emplace_back();
   FloatVec& reach = batch.reach.back();
   FloatVec& value = batch.values.back();
+  FloatVec& best = batch.bestValues.back();
   const int32_t hands = ListHandCount(context, f.turn, -1);
+  best.count = hands;
   if (f.node->kind == FoldEnd) {
     // Nothing below a turn fold: its value is known now.
     EndValue(f, *f.node, value);
+    if (f.pass->mode == TraversalMode::Evaluate) vecops::Copy(best, value);
     reach.count = hands;
   } else {
     TakeReach(reach, f.reachA, moveReach);
@@ -176,7 +180,9 @@ void ConsumeNode(TraversalFrame& f) {
   const TreeNode& node = *f.node;
   if (EndsTurnSubtree(f)) {
     TurnBatch& batch = ThreadTurnBatch();
-    f.valueA = static_cast<FloatVec&&>(batch.values[size_t(batch.cursor++)]);
+    const size_t at = size_t(batch.cursor++);
+    f.valueA = static_cast<FloatVec&&>(batch.values[at]);
+    if (f.pass->mode == TraversalMode::Evaluate) f.valueB = static_cast<FloatVec&&>(batch.bestValues[at]);
   } else if (node.kind == DecisionNode) {
     if (node.player == f.pass->traverser)
       ConsumeOwn(f);

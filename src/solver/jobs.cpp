@@ -45,9 +45,12 @@ void RunJob(SolverContext& context, Pass& pass, SolveJob& job) {
     vecops::GatherReach(frame.reachB, shared.reachB, entry.parentIndex[0].data(), hands);
     // With no reach on either side every value below is zero.
     if (frame.reachA.data || frame.reachB.data || pass.mode == TraversalMode::NodeQuery) {
-      // Update passes of a flop tree batch the river work of a whole turn.
-      const bool batched =
-          BatchTurnJobs && !job.riverJob && context.rootStreet == 1 && pass.mode == TraversalMode::Update;
+      // Update and evaluate passes of a flop tree batch the river work of a
+      // whole turn; not an evaluation of a tree with forgotten streets,
+      // which takes stored values at the deal points instead.
+      const bool walks = pass.mode == TraversalMode::Update ||
+                         (pass.mode == TraversalMode::Evaluate && !(context.flags & IncompleteTreeFlag));
+      const bool batched = BatchTurnJobs && !job.riverJob && context.rootStreet == 1 && walks;
       auto walk = [&] { batched ? TurnJobRoot(frame) : Traverse(frame); };
       if (!job.riverJob && job.node->dealMutexes) {
         std::lock_guard<std::mutex> deal(job.node->dealMutexes[size_t(job.turn)]);

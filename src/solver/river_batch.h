@@ -66,6 +66,7 @@ struct TurnBatch {
   std::vector<TreeNode*> entries;
   std::vector<FloatVec> reach;
   std::vector<FloatVec> values;
+  std::vector<FloatVec> bestValues;  // evaluate passes: the best responses
   int32_t cursor = 0;
 };
 

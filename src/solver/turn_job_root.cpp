@@ -1,5 +1,5 @@
-// TurnJobRoot: a turn job of a flop tree in an update pass, with the river
-// work below it scheduled card by card or point by point.
+// TurnJobRoot: a turn job of a flop tree in an update or evaluate pass,
+// with the river work below it scheduled card by card or point by point.
 //
 // Card-outer runs, for each river card, the subtrees of every point where
 // the turn ends at once: terminals of different points share kernel sweeps,
@@ -35,8 +35,9 @@ int32_t RiverEndNodes(const SolverContext& context, const TreeNode& node) {
 
 // Per-thread arrays of a card-outer pass, kept for their capacity.
 struct CardPassScratch {
-  std::vector<FloatVec> gathered;  // each entry's reach on the river's list
-  std::vector<FloatVec> values;    // each entry's value on the river's list
+  std::vector<FloatVec> gathered;    // each entry's reach on the river's list
+  std::vector<FloatVec> values;      // each entry's value on the river's list
+  std::vector<FloatVec> bestValues;  // and its best response, when evaluating
   std::vector<uint8_t> collected;  // whether the entry went through the walks
 };
 thread_local CardPassScratch cardScratch;
@@ -102,18 +103,22 @@ void RiverCardPass(TraversalFrame& root, int r) {
   const size_t entries = turnBatch.entries.size();
   PrepareRiverBatch(batch, EntryFrame(root, root.node, r), false);
   CardPassScratch& scratch = cardScratch;
+  const bool evaluate = root.pass->mode == TraversalMode::Evaluate;
   scratch.gathered.resize(entries);
   scratch.values.resize(entries);
+  scratch.bestValues.resize(entries);
   scratch.collected.assign(entries, 0);
 
   for (size_t i = 0; i < entries; ++i) {
     batch.masks.emplace_back();
     vecops::SetNull(scratch.gathered[i], riverHands);
     vecops::SetNull(scratch.values[i], riverHands);
+    vecops::SetNull(scratch.bestValues[i], riverHands);
     TreeNode& node = *turnBatch.entries[i];
     if (!RiverRoot(node)) continue;
     if (r == 0) {
       if (turnBatch.reach[i].data) vecops::Zero(turnBatch.values[i], turnBatch.values[i].count);
+      if (turnBatch.reach[i].data && evaluate) vecops::Zero(turnBatch.bestValues[i], turnBatch.bestValues[i].count);
       AccumulateRiverReachSum(root, node, turnBatch.reach[i]);
     }
     vecops::GatherReach(scratch.gathered[i], turnBatch.reach[i], river.parentIndex[0].data(), riverHands);
@@ -135,9 +140,12 @@ void RiverCardPass(TraversalFrame& root, int r) {
     TraversalFrame frame = EntryFrame(root, turnBatch.entries[i], r);
     ConsumeNode(frame);
     scratch.values[i] = static_cast<FloatVec&&>(frame.valueA);
+    if (evaluate) scratch.bestValues[i] = static_cast<FloatVec&&>(frame.valueB);
   }
   ScatterEntries(turnBatch.values, scratch.values, river);
+  if (evaluate) ScatterEntries(turnBatch.bestValues, scratch.bestValues, river);
   for (FloatVec& v : scratch.values) ReleaseVector(v);
+  for (FloatVec& v : scratch.bestValues) ReleaseVector(v);
   PrepareRiverBatch(batch, root, false);
 }
 
@@ -149,6 +157,7 @@ void TurnJobRoot(TraversalFrame& f) {
   turnBatch.entries.clear();
   turnBatch.reach.clear();
   turnBatch.values.clear();
+  turnBatch.bestValues.clear();
   turnBatch.cursor = 0;
 
   CollectNode(f, true);
@@ -168,6 +177,7 @@ void TurnJobRoot(TraversalFrame& f) {
     frame.reachA = static_cast<FloatVec&&>(turnBatch.reach[i]);
     RiverChanceInline(frame);
     turnBatch.values[i] = static_cast<FloatVec&&>(frame.valueA);
+    turnBatch.bestValues[i] = static_cast<FloatVec&&>(frame.valueB);
   };
   if (cardOuter) {
     // A point without reach is walked by no card: its rows stay closed.
@@ -180,8 +190,10 @@ void TurnJobRoot(TraversalFrame& f) {
     for (int r = 0; r < rivers; ++r) RiverCardPass(f, r);
     forOpenPoints([&](TreeNode& point) { ClosePassRiverRows(context, *f.pass, point, f.turn); });
     for (size_t i = 0; i < turnBatch.entries.size(); ++i) {
-      if (RiverRoot(*turnBatch.entries[i]))
+      if (RiverRoot(*turnBatch.entries[i])) {
         vecops::Scale(turnBatch.values[i], RiverFactor());
+        vecops::Scale(turnBatch.bestValues[i], RiverFactor());
+      }
       else if (turnBatch.entries[i]->street == 3)
         plainDeal(i);
     }
@@ -193,5 +205,6 @@ void TurnJobRoot(TraversalFrame& f) {
   turnBatch.entries.clear();
   turnBatch.reach.clear();
   turnBatch.values.clear();
+  turnBatch.bestValues.clear();
   turnBatch.cursor = 0;
 }
