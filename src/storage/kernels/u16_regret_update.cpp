@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "setup/cpu_info.h"
 #include "storage/kernels/lanes.h"
+#include "storage/kernels/u16_regret_update_avx512.h"
 
 using namespace lanes;
 
@@ -160,8 +162,9 @@ void AverageTies(uint16_t* row, int hands, const uint16_t* runs, size_t runCount
   }
 }
 
-void U16Fused2(uint16_t* __restrict r0, uint16_t* __restrict r1, const float* __restrict x0,
-               const float* __restrict x1, float* __restrict out, int hands, U16Step step, const float* fallback) {
+void U16Fused2Plain(uint16_t* __restrict r0, uint16_t* __restrict r1, const float* __restrict x0,
+                    const float* __restrict x1, float* __restrict out, int hands, U16Step step,
+                    const float* fallback) {
   const float u0 = fallback[0], u1 = fallback[1];
   const __m256 vu0 = _mm256_set1_ps(u0), vu1 = _mm256_set1_ps(u1);
   const __m256 zero = _mm256_setzero_ps();
@@ -195,9 +198,9 @@ void U16Fused2(uint16_t* __restrict r0, uint16_t* __restrict r1, const float* __
   }
 }
 
-void U16Fused3(uint16_t* __restrict r0, uint16_t* __restrict r1, uint16_t* __restrict r2,
-               const float* __restrict x0, const float* __restrict x1, const float* __restrict x2,
-               float* __restrict out, int hands, U16Step step, const float* fallback) {
+void U16Fused3Plain(uint16_t* __restrict r0, uint16_t* __restrict r1, uint16_t* __restrict r2,
+                    const float* __restrict x0, const float* __restrict x1, const float* __restrict x2,
+                    float* __restrict out, int hands, U16Step step, const float* fallback) {
   const __m256 u0 = _mm256_set1_ps(fallback[0]), u1 = _mm256_set1_ps(fallback[1]), u2 = _mm256_set1_ps(fallback[2]);
   int i = 0;
   for (; i + Width <= hands; i += Width) {
@@ -223,6 +226,18 @@ void U16Fused3(uint16_t* __restrict r0, uint16_t* __restrict r1, uint16_t* __res
     r1[i] = uint16_t(int32_t(StepOne(b, h.d1, step)));
     r2[i] = uint16_t(int32_t(StepOne(c, h.d2, step)));
   }
+}
+
+void U16Fused2(uint16_t* r0, uint16_t* r1, const float* x0, const float* x1, float* out, int hands, U16Step step,
+               const float* fallback) {
+  if (CpuHasAvx512()) return U16Fused2Avx512(r0, r1, x0, x1, out, hands, step, fallback);
+  U16Fused2Plain(r0, r1, x0, x1, out, hands, step, fallback);
+}
+
+void U16Fused3(uint16_t* r0, uint16_t* r1, uint16_t* r2, const float* x0, const float* x1, const float* x2,
+               float* out, int hands, U16Step step, const float* fallback) {
+  if (CpuHasAvx512()) return U16Fused3Avx512(r0, r1, r2, x0, x1, x2, out, hands, step, fallback);
+  U16Fused3Plain(r0, r1, r2, x0, x1, x2, out, hands, step, fallback);
 }
 
 void U16Scale(uint16_t* __restrict row, int hands, float factor) {

@@ -349,16 +349,16 @@ TEST(U16Kernel, BlocksMatchTheScalarFormBitForBit) {
     for (int a = 0; a < 3; ++a) single[a] = rows[a];
     std::vector<float> out(static_cast<size_t>(hands)), outSingle(static_cast<size_t>(hands));
     if (round % 2 == 0) {
-      U16Fused2(rows[0].data(), rows[1].data(), x[0].data(), x[1].data(), out.data(), hands, step, fallback);
+      U16Fused2Plain(rows[0].data(), rows[1].data(), x[0].data(), x[1].data(), out.data(), hands, step, fallback);
       for (int i = 0; i < hands; ++i)
-        U16Fused2(&single[0][size_t(i)], &single[1][size_t(i)], &x[0][size_t(i)], &x[1][size_t(i)],
-                  &outSingle[size_t(i)], 1, step, fallback);
+        U16Fused2Plain(&single[0][size_t(i)], &single[1][size_t(i)], &x[0][size_t(i)], &x[1][size_t(i)],
+                       &outSingle[size_t(i)], 1, step, fallback);
     } else {
-      U16Fused3(rows[0].data(), rows[1].data(), rows[2].data(), x[0].data(), x[1].data(), x[2].data(), out.data(),
-                hands, step, fallback);
+      U16Fused3Plain(rows[0].data(), rows[1].data(), rows[2].data(), x[0].data(), x[1].data(), x[2].data(),
+                     out.data(), hands, step, fallback);
       for (int i = 0; i < hands; ++i)
-        U16Fused3(&single[0][size_t(i)], &single[1][size_t(i)], &single[2][size_t(i)], &x[0][size_t(i)],
-                  &x[1][size_t(i)], &x[2][size_t(i)], &outSingle[size_t(i)], 1, step, fallback);
+        U16Fused3Plain(&single[0][size_t(i)], &single[1][size_t(i)], &single[2][size_t(i)], &x[0][size_t(i)],
+                       &x[1][size_t(i)], &x[2][size_t(i)], &outSingle[size_t(i)], 1, step, fallback);
     }
     for (int i = 0; i < hands; ++i) {
       ASSERT_EQ(std::bit_cast<uint32_t>(out[size_t(i)]), std::bit_cast<uint32_t>(outSingle[size_t(i)]))

@@ -1,7 +1,8 @@
 // The 512-bit forms of 16-bit regret matching against a scalar reference
 // written here, bit for bit, on hand counts around the block of sixteen, so
 // that every length of masked tail is met; and the public functions, which
-// must give the same bits whichever way the flag stands.
+// must give the same bits whichever way the flag stands. Then the 512-bit
+// fused value and regret step against its plain form.
 #include "storage/kernels/u16_regret_matching_avx512.h"
 
 #include <gtest/gtest.h>
@@ -14,6 +15,8 @@
 #include "setup/cpu_info.h"
 #include "setup/settings.h"
 #include "storage/kernels/u16_regret_matching.h"
+#include "storage/kernels/u16_regret_update.h"
+#include "storage/kernels/u16_regret_update_avx512.h"
 
 namespace {
 
@@ -167,6 +170,81 @@ TEST(U16MatchAvx512, FlagChangesNoBit) {
       }
     }
   }
+}
+
+// The fused value and regret step: the 512-bit forms against the plain ones,
+// bit for bit in the values and the stepped rows, on every hand count up to
+// a few blocks of sixteen and on a whole hand list. Rows with the cases the
+// step treats apart: hands whose rows are all empty (the fallback), single
+// actions, elements near 65535; values whose differences fall inside the
+// band, well outside it, far enough out that the step saturates, and on
+// its edges: small multiples of the band, which with a single nonzero row
+// or with the second fallback below (binary fractions, whose products are
+// exact) give exact differences; the first has products that round.
+const float FusedFallbacks[2][3] = {{0.3f, 0.45f, 0.25f}, {0.25f, 0.5f, 0.25f}};
+
+struct FusedRows {
+  std::vector<uint16_t> r[3];
+  std::vector<float> x[3];
+  std::vector<float> out;
+};
+
+FusedRows MakeFusedRows(int hands, uint32_t seed, float band) {
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
+  const float scales[] = {0.5f, 3000.0f, 1e7f};
+  const float edges[] = {0.0f, band, -band, 2 * band, -2 * band, -4 * band};
+  FusedRows rows;
+  // Past the end of every row something the kernels must leave alone.
+  for (int a = 0; a < 3; ++a) {
+    rows.r[a].assign(size_t(hands + Slack), 4321);
+    rows.x[a].assign(size_t(hands + Slack), 0.0f);
+  }
+  rows.out.assign(size_t(hands + Slack), Sentinel);
+  for (int i = 0; i < hands; ++i) {
+    const bool empty = rng() % 6 == 0;
+    for (int a = 0; a < 3; ++a) {
+      const uint32_t kind = rng() % 4;
+      rows.r[a][size_t(i)] = empty || kind == 0 ? 0 : kind == 1 ? uint16_t(65535 - rng() % 4) : uint16_t(rng() % 5000);
+      const uint32_t value = rng() % 9;
+      rows.x[a][size_t(i)] = value < 3 ? scales[value] * unit(rng) : edges[value - 3];
+    }
+  }
+  return rows;
+}
+
+void RunFused(FusedRows& rows, int actions, int hands, U16Step step, const float* fallback, bool wide) {
+  uint16_t *r0 = rows.r[0].data(), *r1 = rows.r[1].data(), *r2 = rows.r[2].data();
+  const float *x0 = rows.x[0].data(), *x1 = rows.x[1].data(), *x2 = rows.x[2].data();
+  if (actions == 2)
+    (wide ? U16Fused2Avx512 : U16Fused2Plain)(r0, r1, x0, x1, rows.out.data(), hands, step, fallback);
+  else
+    (wide ? U16Fused3Avx512 : U16Fused3Plain)(r0, r1, r2, x0, x1, x2, rows.out.data(), hands, step, fallback);
+}
+
+TEST(U16FusedAvx512, WideFormsGiveThePlainBits) {
+  if (!CpuHasAvx512()) GTEST_SKIP() << "no AVX-512 on this processor";
+  std::vector<int> counts;
+  for (int hands = 0; hands <= 70; ++hands) counts.push_back(hands);
+  counts.push_back(1326);
+  // Bands of 0.4, 100 and 1/300.
+  for (float weight : {2.5f, 0.01f, 300.0f})
+    for (int hands : counts)
+      for (int actions : {2, 3}) {
+        SCOPED_TRACE(::testing::Message() << actions << " actions on " << hands << " hands, weight " << weight);
+        const U16Step step = U16Step::ForWeight(weight);
+        FusedRows plain = MakeFusedRows(hands, uint32_t(hands) * 7 + uint32_t(actions), step.t);
+        FusedRows wide = plain;
+        const float* fallback = FusedFallbacks[hands % 2];
+        RunFused(plain, actions, hands, step, fallback, false);
+        RunFused(wide, actions, hands, step, fallback, true);
+        // Whole buffers, so a write past the end shows too.
+        for (size_t i = 0; i < plain.out.size(); ++i) {
+          ASSERT_EQ(std::bit_cast<uint32_t>(plain.out[i]), std::bit_cast<uint32_t>(wide.out[i]))
+              << "value of hand " << i << ": " << plain.out[i] << " vs " << wide.out[i];
+          for (int a = 0; a < actions; ++a) ASSERT_EQ(plain.r[a][i], wide.r[a][i]) << "row " << a << ", hand " << i;
+        }
+      }
 }
 
 }  // namespace
