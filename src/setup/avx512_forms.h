@@ -6,8 +6,7 @@
 // flag off (the start value) the test is a single load. The processor test
 // stays in the selector although the command could refuse the flag on a
 // processor without AVX-512: the flag is a client's wish and is stored as
-// given, and the plain form is always correct. The fused regret step of
-// u16_regret_update.h is the exception: it tests the processor alone.
+// given, and the plain form is always correct.
 //
 // The wide forms are compiled per function for the instruction sets below,
 // in their own .cpp files; the rest of the library, headers included, stays

@@ -94,7 +94,6 @@ void DecisionOwn(TraversalFrame& f) {
 
   const LockRecord* lock = node.store0->GetLockRecord(f.turn, f.river);
   const uint32_t lockFlags = lock ? lock->flags : 0;
-  const uint8_t* handMask = (lockFlags & ComboLockedFlag) && lock->handMask ? lock->handMask.get() : nullptr;
 
   // Evaluation and queries play the average strategy; an update pass ends
   // in OwnNodeUpdate, which reads the current one.

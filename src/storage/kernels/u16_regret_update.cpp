@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "setup/cpu_info.h"
+#include "setup/avx512_forms.h"
 #include "storage/kernels/lanes.h"
 #include "storage/kernels/u16_regret_update_avx512.h"
 
@@ -230,13 +230,13 @@ void U16Fused3Plain(uint16_t* __restrict r0, uint16_t* __restrict r1, uint16_t* 
 
 void U16Fused2(uint16_t* r0, uint16_t* r1, const float* x0, const float* x1, float* out, int hands, U16Step step,
                const float* fallback) {
-  if (CpuHasAvx512()) return U16Fused2Avx512(r0, r1, x0, x1, out, hands, step, fallback);
+  if (UseAvx512()) return U16Fused2Avx512(r0, r1, x0, x1, out, hands, step, fallback);
   U16Fused2Plain(r0, r1, x0, x1, out, hands, step, fallback);
 }
 
 void U16Fused3(uint16_t* r0, uint16_t* r1, uint16_t* r2, const float* x0, const float* x1, const float* x2,
                float* out, int hands, U16Step step, const float* fallback) {
-  if (CpuHasAvx512()) return U16Fused3Avx512(r0, r1, r2, x0, x1, x2, out, hands, step, fallback);
+  if (UseAvx512()) return U16Fused3Avx512(r0, r1, r2, x0, x1, x2, out, hands, step, fallback);
   U16Fused3Plain(r0, r1, r2, x0, x1, x2, out, hands, step, fallback);
 }
 

@@ -29,9 +29,9 @@ void AverageTies(uint16_t* row, int hands, const uint16_t* runs, size_t runCount
 // Node value and regret step in one pass for two and three actions: out is
 // the value under the strategy the rows stand for (fallback where their
 // total is zero), and each row steps by its action's value minus that.
-// Where the processor has AVX-512 they run the 512-bit forms, which give
-// the same bits, whatever enable_avx512 says; the plain forms stay callable
-// so that the two can be compared on such a processor.
+// With enable_avx512 on, on a processor that has it, they run the 512-bit
+// forms, which give the same bits; the plain forms stay callable so that
+// the two can be compared on such a processor.
 void U16Fused2(uint16_t* r0, uint16_t* r1, const float* x0, const float* x1, float* out, int hands, U16Step step,
                const float* fallback);
 void U16Fused3(uint16_t* r0, uint16_t* r1, uint16_t* r2, const float* x0, const float* x1, const float* x2,

@@ -52,6 +52,14 @@ KESTRUNE_AVX512_TARGET inline __m512 StepVec(__m512 r, __m512 d, const U16Step& 
   return _mm512_maskz_max_ps(mask, x, _mm512_setzero_ps());
 }
 
+// Steps sixteen elements of a row and stores those that move: an element
+// whose difference lies inside the band keeps its value, so a block with
+// none outside it skips its roots, and the rest store only what changes.
+KESTRUNE_AVX512_TARGET inline void StepRow(__m512 r, __m512 d, uint16_t* row, const U16Step& step, __mmask16 mask) {
+  const __mmask16 moves = _mm512_mask_cmp_ps_mask(mask, _mm512_abs_ps(d), _mm512_set1_ps(step.t), _CMP_GE_OQ);
+  if (moves) StoreNarrowed(StepVec(r, d, step, mask), row, moves);
+}
+
 KESTRUNE_AVX512_TARGET inline __mmask16 PositiveTotal(__m512 sum) {
   return _mm512_cmp_ps_mask(sum, _mm512_setzero_ps(), _CMP_GT_OQ);
 }
@@ -76,8 +84,8 @@ KESTRUNE_AVX512_TARGET inline void Fused2Step(uint16_t* r0, uint16_t* r1, const 
   const __m512 d1 = _mm512_mask_mul_ps(_mm512_mul_ps(_mm512_xor_ps(u0, signBit), gap), ok,
                                        _mm512_mul_ps(_mm512_xor_ps(gap, signBit), a), inv);
   _mm512_mask_storeu_ps(out, mask, ev);
-  StoreNarrowed(StepVec(a, d0, step, mask), r0, mask);
-  StoreNarrowed(StepVec(b, d1, step, mask), r1, mask);
+  StepRow(a, d0, r0, step, mask);
+  StepRow(b, d1, r1, step, mask);
 }
 
 KESTRUNE_AVX512_TARGET inline void Fused3Step(uint16_t* r0, uint16_t* r1, uint16_t* r2, const float* x0,
@@ -93,9 +101,9 @@ KESTRUNE_AVX512_TARGET inline void Fused3Step(uint16_t* r0, uint16_t* r1, uint16
       _mm512_add_ps(_mm512_add_ps(_mm512_mul_ps(v0, u0), _mm512_mul_ps(v1, u1)), _mm512_mul_ps(v2, u2));
   const __m512 ev = _mm512_mask_div_ps(uniform, PositiveTotal(n), mixed, n);
   _mm512_mask_storeu_ps(out, mask, ev);
-  StoreNarrowed(StepVec(a, _mm512_sub_ps(v0, ev), step, mask), r0, mask);
-  StoreNarrowed(StepVec(b, _mm512_sub_ps(v1, ev), step, mask), r1, mask);
-  StoreNarrowed(StepVec(c, _mm512_sub_ps(v2, ev), step, mask), r2, mask);
+  StepRow(a, _mm512_sub_ps(v0, ev), r0, step, mask);
+  StepRow(b, _mm512_sub_ps(v1, ev), r1, step, mask);
+  StepRow(c, _mm512_sub_ps(v2, ev), r2, step, mask);
 }
 
 constexpr __mmask16 FullMask = 0xFFFF;
