@@ -7,6 +7,7 @@
 // indirect accesses.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -62,6 +63,18 @@ inline bool AnyPositive(const float* __restrict v, int32_t n) {
   for (; i < n; ++i)
     if (v[i] > 0.0f) return true;
   return false;
+}
+
+// The first index with v[i] < 0, or -1; eight compares a step.
+inline int32_t FirstNegative(const float* __restrict v, int32_t n) {
+  int32_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const int bits = _mm256_movemask_ps(_mm256_cmp_ps(_mm256_loadu_ps(v + i), _mm256_setzero_ps(), _CMP_LT_OQ));
+    if (bits) return i + std::countr_zero(unsigned(bits));
+  }
+  for (; i < n; ++i)
+    if (v[i] < 0.0f) return i;
+  return -1;
 }
 
 inline float Sum(const float* __restrict v, int32_t n) {

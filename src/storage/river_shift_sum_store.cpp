@@ -68,16 +68,33 @@ void RiverShiftSumStore::GetStrategy(FloatVec* out, int group, int sub, const fl
   }
   TouchGroup(group);
   const int32_t entry = layout->EntryIndex(group, sub);
-  std::vector<const uint16_t*> rows(static_cast<size_t>(actions));
-  std::vector<float> factors(static_cast<size_t>(actions));
-  std::vector<float*> outRows(static_cast<size_t>(actions));
+  // On the stack for the usual action counts: this runs for every river
+  // node an evaluation visits.
+  constexpr size_t Inline = 8;
+  const uint16_t* rowsInline[Inline];
+  float factorsInline[Inline];
+  float* outInline[Inline];
+  std::vector<const uint16_t*> rowsHeap;
+  std::vector<float> factorsHeap;
+  std::vector<float*> outHeap;
+  const uint16_t** rows = rowsInline;
+  float* factors = factorsInline;
+  float** outRows = outInline;
+  if (size_t(actions) > Inline) {
+    rowsHeap.resize(size_t(actions));
+    factorsHeap.resize(size_t(actions));
+    outHeap.resize(size_t(actions));
+    rows = rowsHeap.data();
+    factors = factorsHeap.data();
+    outRows = outHeap.data();
+  }
   for (int a = 0; a < actions; ++a) {
     ResizeVector(out[a], hands);
     rows[size_t(a)] = Row(group, entry, a);
     factors[size_t(a)] = std::ldexp(1.0f, rowShift[size_t(entry) * size_t(actions) + size_t(a)]);
     outRows[size_t(a)] = out[a].data;
   }
-  U16MatchN(rows.data(), factors.data(), outRows.data(), actions, hands, defaultRow);
+  U16MatchN(rows, factors, outRows, actions, hands, defaultRow);
 }
 
 void RiverShiftSumStore::SetRow(int group, int sub, int action, const float* row) {

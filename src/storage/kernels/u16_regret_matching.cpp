@@ -102,11 +102,40 @@ namespace {
   });
 }
 
+// Two and three actions in one pass: the same operations in the same order
+// as the row loops above, which for these counts read every row twice.
+void MatchScaled2(const uint16_t* __restrict r0, const uint16_t* __restrict r1, float f0, float f1,
+                  float* __restrict o0, float* __restrict o1, int hands, const float* fallback) {
+  const float u0 = fallback[0], u1 = fallback[1];
+  ForLanes(hands, [&](int i) {
+    const float s = float(r0[i]) * f0 + float(r1[i]) * f1;
+    o1[i] = Select(s > 0.0f, float(r1[i]) * f1 / s, u1);
+    o0[i] = Select(s > 0.0f, float(r0[i]) * f0 / s, u0);
+  });
+}
+
+void MatchScaled3(const uint16_t* __restrict r0, const uint16_t* __restrict r1, const uint16_t* __restrict r2,
+                  float f0, float f1, float f2, float* __restrict o0, float* __restrict o1, float* __restrict o2,
+                  int hands, const float* fallback) {
+  const float u0 = fallback[0], u1 = fallback[1], u2 = fallback[2];
+  ForLanes(hands, [&](int i) {
+    const float s = float(r0[i]) * f0 + float(r1[i]) * f1 + float(r2[i]) * f2;
+    o2[i] = Select(s > 0.0f, float(r2[i]) * f2 / s, u2);
+    o1[i] = Select(s > 0.0f, float(r1[i]) * f1 / s, u1);
+    o0[i] = Select(s > 0.0f, float(r0[i]) * f0 / s, u0);
+  });
+}
+
 }  // namespace
 
 void U16MatchN(const uint16_t* const* rows, const float* rowFactor, float* const* out, int actions, int hands,
                const float* fallback) {
   auto factor = [&](int a) { return rowFactor ? rowFactor[a] : 1.0f; };
+  if (actions == 2)
+    return MatchScaled2(rows[0], rows[1], factor(0), factor(1), out[0], out[1], hands, fallback);
+  if (actions == 3)
+    return MatchScaled3(rows[0], rows[1], rows[2], factor(0), factor(1), factor(2), out[0], out[1], out[2], hands,
+                        fallback);
   WidenRow(rows[0], factor(0), out[0], hands);
   for (int a = 1; a < actions; ++a) AddRow(rows[a], factor(a), out[0], hands);
   for (int a = actions - 1; a >= 1; --a) DivideRow(rows[a], factor(a), out[0], out[a], hands, fallback[a]);

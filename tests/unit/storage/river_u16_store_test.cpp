@@ -391,6 +391,20 @@ TEST(U16Kernel, BlocksMatchTheScalarFormBitForBit) {
             ASSERT_EQ(std::bit_cast<uint32_t>(whole[a][size_t(i)]), std::bit_cast<uint32_t>(oneByOne[a][size_t(i)]))
                 << actions << " actions, times reach " << timesReach << ", hand " << i;
       }
+      // Scaled rows (the shifted sums) by the definition, in float.
+      const float factors[3] = {2.0f, 0.5f, 8.0f};
+      const uint16_t* rowPointers[3] = {rows[0].data(), rows[1].data(), rows[2].data()};
+      float* outPointers[3] = {whole[0].data(), whole[1].data(), whole[2].data()};
+      U16MatchN(rowPointers, factors, outPointers, actions, hands, fallback);
+      for (int i = 0; i < hands; ++i) {
+        float s = float(rows[0][size_t(i)]) * factors[0];
+        for (int a = 1; a < actions; ++a) s += float(rows[a][size_t(i)]) * factors[a];
+        for (int a = 0; a < actions; ++a) {
+          const float expected = s > 0.0f ? float(rows[a][size_t(i)]) * factors[a] / s : fallback[a];
+          ASSERT_EQ(std::bit_cast<uint32_t>(whole[a][size_t(i)]), std::bit_cast<uint32_t>(expected))
+              << actions << " scaled actions, hand " << i;
+        }
+      }
     }
     // The plain step, half the hands locked.
     std::vector<uint8_t> mask(static_cast<size_t>(hands));
