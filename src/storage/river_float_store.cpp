@@ -48,17 +48,10 @@ void RiverFloatStore::UpdateRegrets(int group, int sub, const FloatVec& baseline
 
 bool RiverFloatStore::GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub,
                                             const float* defaultRow) {
+  if (!BeginTimesReach(out, reach, group, sub)) return false;
+  if (!reach.data) return true;
   const int actions = Actions();
-  if (!HasRows(group) || (actions != 2 && actions != 3)) return false;
-  TouchGroup(group);
   const int32_t hands = HandCount(group, sub);
-  if (!reach.data) {
-    for (int a = 0; a < actions; ++a) {
-      ReleaseVector(out[a]);
-      out[a].count = hands;
-    }
-    return true;
-  }
   const int32_t entry = layout->EntryIndex(group, sub);
   PrefetchNextEntry<float>(group, entry);
   const float* rows[3];
@@ -81,21 +74,12 @@ bool RiverFloatStore::GetStrategyTimesReach(FloatVec* out, const FloatVec& reach
 
 bool RiverFloatStore::UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values, const TieGroups*,
                                   double, const float* defaultRow, int32_t) {
+  if (UseAvx512()) return false;
+  const int start = BeginFused(group, sub, out, values);
+  if (start <= 0) return start == 0;
   const int actions = Actions();
-  if (!HasRows(group) || (actions != 2 && actions != 3) || UseAvx512()) return false;
-  const int32_t entry = layout->EntryIndex(group, sub);
-  if (locks[size_t(entry)].handMask) return false;
-  int present = 0;
-  for (int a = 0; a < actions; ++a) present += values[a].data != nullptr;
-  if (present != 0 && present != actions) return false;
-  TouchGroup(group);
   const int32_t hands = HandCount(group, sub);
-  if (present == 0) {
-    // No child ran: the value is zero and no regret moves.
-    ReleaseVector(out);
-    out.count = hands;
-    return true;
-  }
+  const int32_t entry = layout->EntryIndex(group, sub);
   PrefetchNextEntry<float>(group, entry);
   float* rows[3];
   const float* rowValues[3];

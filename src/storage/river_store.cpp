@@ -57,6 +57,36 @@ void RiverRowStore::Release() {
   std::fill(groupRows.begin(), groupRows.end(), nullptr);
 }
 
+bool RiverRowStore::BeginTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub) {
+  const int actions = Actions();
+  if (!HasRows(group) || (actions != 2 && actions != 3)) return false;
+  TouchGroup(group);
+  if (!reach.data) {
+    const int32_t hands = HandCount(group, sub);
+    for (int a = 0; a < actions; ++a) {
+      ReleaseVector(out[a]);
+      out[a].count = hands;
+    }
+  }
+  return true;
+}
+
+int RiverRowStore::BeginFused(int group, int sub, FloatVec& out, const FloatVec* values) {
+  const int actions = Actions();
+  if (!HasRows(group) || (actions != 2 && actions != 3)) return -1;
+  if (locks[size_t(layout->EntryIndex(group, sub))].handMask) return -1;
+  int present = 0;
+  for (int a = 0; a < actions; ++a) present += values[a].data != nullptr;
+  if (present != 0 && present != actions) return -1;
+  TouchGroup(group);
+  if (present == 0) {
+    ReleaseVector(out);
+    out.count = HandCount(group, sub);
+    return 0;
+  }
+  return 1;
+}
+
 void RiverRowStore::TouchGroup(int group) {
   if (!buffer) return;
   touched.Touch(size_t(group), [&] {

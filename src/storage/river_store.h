@@ -111,6 +111,15 @@ class RiverRowStore : public RiverStore {
     const int64_t inGroup = int64_t(e.offset) - layout->groupSpans[size_t(group)].offset;
     return reinterpret_cast<T*>(groupRows[size_t(group)]) + inGroup + int64_t(action) * RiverLayout::Stride(e.hands);
   }
+  // The start that GetStrategyTimesReach of two and three actions shares:
+  // false if the rows can't serve the read; otherwise the group is touched
+  // and, for a null reach, every out row is left null with its length.
+  bool BeginTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub);
+  // The same for UpdateFused: -1 when the rows can't serve it (no rows,
+  // another action count, locked hands, only some children's values), 0
+  // when no child ran (out is left null and no regret moves), else 1; the
+  // group is touched unless -1.
+  int BeginFused(int group, int sub, FloatVec& out, const FloatVec* values);
   template <class T>
   void PrefetchNextEntry(int group, int32_t entry) const {
     PrefetchNextRows(Row<T>(group, entry, Actions()), layout->entries[size_t(entry)].hands, Actions());

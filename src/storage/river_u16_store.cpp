@@ -46,17 +46,10 @@ void RiverU16Store::GetStrategy(FloatVec* out, int group, int sub, const float* 
 
 bool RiverU16Store::GetStrategyTimesReach(FloatVec* out, const FloatVec& reach, int group, int sub,
                                           const float* defaultRow) {
+  if (!BeginTimesReach(out, reach, group, sub)) return false;
+  if (!reach.data) return true;
   const int actions = Actions();
-  if (!HasRows(group) || (actions != 2 && actions != 3)) return false;
-  TouchGroup(group);
   const int32_t hands = HandCount(group, sub);
-  if (!reach.data) {
-    for (int a = 0; a < actions; ++a) {
-      ReleaseVector(out[a]);
-      out[a].count = hands;
-    }
-    return true;
-  }
   const int32_t entry = layout->EntryIndex(group, sub);
   PrefetchNextEntry<uint16_t>(group, entry);
   for (int a = 0; a < actions; ++a) ResizeVector(out[a], hands);
@@ -110,23 +103,16 @@ void RiverU16Store::UpdateRegrets(int group, int sub, const FloatVec& baseline, 
 
 bool RiverU16Store::UpdateFused(int group, int sub, FloatVec& out, const FloatVec* values,
                                 const TieGroups* tieGroups, double weight, const float* defaultRow, int32_t iteration) {
-  const int actions = Actions();
-  if (!HasRows(group) || (actions != 2 && actions != 3)) return false;
-  const int32_t entry = layout->EntryIndex(group, sub);
-  if (locks[size_t(entry)].handMask) return false;
-  int present = 0;
-  for (int a = 0; a < actions; ++a) present += values[a].data != nullptr;
-  if (present != 0 && present != actions) return false;
-
-  TouchGroup(group);
-  const int32_t hands = HandCount(group, sub);
-  if (present == 0) {
+  const int start = BeginFused(group, sub, out, values);
+  if (start < 0) return false;
+  if (start == 0) {
     // No child ran: the node's value is zero and so is every difference.
-    ReleaseVector(out);
-    out.count = hands;
     RescaleCheck(group, sub, iteration);
     return true;
   }
+  const int actions = Actions();
+  const int32_t entry = layout->EntryIndex(group, sub);
+  const int32_t hands = HandCount(group, sub);
   const U16Step step = U16Step::ForWeight(StepWeight(entry, weight));
   PrefetchNextEntry<uint16_t>(group, entry);
   ResizeVector(out, hands);

@@ -74,6 +74,22 @@ inline void MatchBlock(const __m256 (&r)[N], const float* fallback, __m256 (&sig
   }
 }
 
+// The same for one hand, in scalar form.
+template <int N>
+inline void MatchOne(const float* const* rows, int i, const float* fallback, float (&r)[N], float (&sigma)[N]) {
+  float sum = 0.0f;
+  for (int a = 0; a < N; ++a) {
+    r[a] = rows[a][i];
+    sum = a == 0 ? r[0] : sum + r[a];
+  }
+  const bool ok = sum >= MinNormal;
+  for (int a = 0; a < N; ++a) {
+    float q = r[a] / sum;
+    q = q < 1.0f ? q : 1.0f;
+    sigma[a] = ok ? q : fallback[a];
+  }
+}
+
 // The step of eight regrets by d, as Stepped above.
 inline __m256 StepBlock(__m256 r, __m256 d) {
   const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF));
@@ -98,19 +114,10 @@ void Fused(float* const* rows, const float* const* values, float* __restrict out
     for (int a = 0; a < N; ++a) _mm256_storeu_ps(rows[a] + i, StepBlock(r[a], _mm256_sub_ps(_mm256_loadu_ps(values[a] + i), ev)));
   }
   for (; i < hands; ++i) {
-    float r[N], sum = 0.0f;
-    for (int a = 0; a < N; ++a) {
-      r[a] = rows[a][i];
-      sum = a == 0 ? r[0] : sum + r[a];
-    }
-    const bool ok = sum >= MinNormal;
+    float r[N], sigma[N];
+    MatchOne<N>(rows, i, fallback, r, sigma);
     float ev = 0.0f;
-    for (int a = 0; a < N; ++a) {
-      float q = r[a] / sum;
-      q = q < 1.0f ? q : 1.0f;
-      const float s = ok ? q : fallback[a];
-      ev = a == 0 ? s * values[0][i] : ev + s * values[a][i];
-    }
+    for (int a = 0; a < N; ++a) ev = a == 0 ? sigma[0] * values[0][i] : ev + sigma[a] * values[a][i];
     out[i] = ev;
     for (int a = 0; a < N; ++a) {
       const float d = values[a][i] - ev;
@@ -138,16 +145,10 @@ void TimesReach(const float* const* rows, const float* __restrict reach, float* 
   }
   for (int a = 0; a < N; ++a) positive[a] = _mm256_movemask_ps(above[a]) != 0;
   for (; i < hands; ++i) {
-    float r[N], sum = 0.0f;
+    float r[N], sigma[N];
+    MatchOne<N>(rows, i, fallback, r, sigma);
     for (int a = 0; a < N; ++a) {
-      r[a] = rows[a][i];
-      sum = a == 0 ? r[0] : sum + r[a];
-    }
-    const bool ok = sum >= MinNormal;
-    for (int a = 0; a < N; ++a) {
-      float q = r[a] / sum;
-      q = q < 1.0f ? q : 1.0f;
-      out[a][i] = (ok ? q : fallback[a]) * reach[i];
+      out[a][i] = sigma[a] * reach[i];
       positive[a] = positive[a] || out[a][i] > 0.0f;
     }
   }
