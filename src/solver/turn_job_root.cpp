@@ -199,9 +199,9 @@ void TurnJobRoot(TraversalFrame& f) {
       if (RiverRoot(*turnBatch.entries[i])) {
         vecops::Scale(turnBatch.values[i], RiverFactor());
         vecops::Scale(turnBatch.bestValues[i], RiverFactor());
-      }
-      else if (turnBatch.entries[i]->street == 3)
+      } else if (turnBatch.entries[i]->street == 3) {
         plainDeal(i);
+      }
     }
   } else {
     for (size_t i = 0; i < turnBatch.entries.size(); ++i)
